@@ -150,7 +150,7 @@ ZDVFS_API int ZdvfsUmount(const char* poolName);
 // that the call creates. Answers a descriptor of 0 or more, which ZdvfsClose gives back.
 ZDVFS_API int ZdvfsOpen(const char* path, int flags, int mode);
 
-// Gives a descriptor back; it is invalid afterwards, also when the call reports a failure.
+// Gives a descriptor back.
 ZDVFS_API int ZdvfsClose(int descriptor);
 
 // Reads up to `length` bytes at byte `offset`. Answers the bytes read, 0 at the end of data.

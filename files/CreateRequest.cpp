@@ -1,0 +1,138 @@
+// The arguments of a create: names, dispositions, attributes, and the flags that follow from them.
+#include "files/CreateRequest.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "files/OpenMode.h"
+#include "files/WordInfo.h"
+#include "namespace/PathTranslation.h"
+#include "protocol/OperationFrame.h"
+#include "protocol/ProtocolManager.h"
+
+namespace zd {
+namespace {
+
+constexpr CDispositionRow kRows[] = {
+    {kZdvfsCreate | kZdvfsTruncate, 0, true, 1},   // supersede
+    {0, 1, false, 0},                              // open
+    {kZdvfsCreate | kZdvfsExclusive, 2, true, 1},  // create
+    {kZdvfsCreate, 1, false, -1},                  // open if
+    {kZdvfsTruncate, 3, true, 1},                  // overwrite
+    {kZdvfsCreate | kZdvfsTruncate, 3, true, 1},   // overwrite if
+};
+
+constexpr DWORD kIgnoredAttributes = 0xde48;
+constexpr std::size_t kNameLineBytes = 1560;
+
+// The refused name as one line: what is beyond ASCII shows by its code, and the ending is kept however long it is.
+std::string RefusedNameLine(const wchar_t* name) {
+    constexpr char kEnding[] = " is not a legal filename\n";
+    constexpr std::size_t kRoom = kNameLineBytes - sizeof kEnding;
+    std::string line("ZdCreateFile: FileName: ");
+    for (; *name != L'\0'; ++name) {
+        char unit[8] = {static_cast<char>(*name), '\0'};
+        if (*name >= 0x80) FormatBuffer(unit, sizeof unit, "<%04hx>", static_cast<unsigned short>(*name));
+        if (line.size() + std::strlen(unit) > kRoom) break;
+        line += unit;
+    }
+    return line + kEnding;
+}
+
+}  // namespace
+
+const CDispositionRow& CCreateRequest::Row() const noexcept {
+    return kRows[m_disposition];
+}
+
+std::string CCreateRequest::PathForLog() const {
+    return m_path.empty() ? NameForLog(m_name) : NameForLog(m_path.view());
+}
+
+void CCreateRequest::CheckName() const {
+    if (!NameHasInvalidCharacters(m_name)) return;
+    // Control characters stand in this line as they are; it is the one that shows what was refused.
+    LogMade(kLogError, [&] { return RefusedNameLine(m_name); });
+    ThrowWin32(ERROR_INVALID_NAME);
+}
+
+void CCreateRequest::CheckDisposition() const {
+    if (m_disposition < std::size(kRows)) return;
+    LogMade(kLogError, [&] {
+        return FormatText(
+            "ZdCreateFile:   FileName:   %s  ERROR:  Invalid Parameter:      dwCreateDisposition value = %ld \n",
+            NameForLog(m_name).c_str(), static_cast<long>(m_disposition));
+    });
+    ThrowWin32(ERROR_INVALID_PARAMETER);
+}
+
+void CCreateRequest::CheckAttributes() const {
+    if ((m_fileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        LogMade(kLogError, [&] {
+            return FormatText(
+                "ZdCreateFile:   FileName:   %s  ERROR:  Invalid Parameter:      dwFileAttributes value = %ld \n",
+                NameForLog(m_name).c_str(), static_cast<long>(m_fileAttributes));
+        });
+        ThrowWin32(ERROR_INVALID_PARAMETER);
+    }
+    if ((m_fileAttributes & kIgnoredAttributes) == 0) return;
+    LogMade(kLogWarning, [&] {
+        return FormatText(
+            "ZdCreateFile:   FileName:   %s  ERROR:  ignored file attributes:        dwFileAttributes value = %ld \n",
+            NameForLog(m_name).c_str(), static_cast<long>(m_fileAttributes));
+    });
+}
+
+bool CCreateRequest::WantsAccessCheck() const noexcept {
+    if ((m_fileAttributes & FILE_FLAG_BACKUP_SEMANTICS) != 0) return false;
+    constexpr DWORD kAnyAccess = kZdAccessWrite | kZdAccessReadWrite | kZdAccessFurther;
+    const bool isRoot = (m_name[0] == L'/' || m_name[0] == L'\\') && m_name[1] == L'\0';
+    return !(m_disposition == kZdOpen && (m_access & kAnyAccess) == 0 && isRoot);
+}
+
+void CCreateRequest::ChooseCacheFlags() noexcept {
+    constexpr DWORD kWriting = kZdAccessWrite | kZdAccessReadWrite;
+    if ((m_fileAttributes & FILE_FLAG_SEQUENTIAL_SCAN) != 0) {
+        m_cacheFlags = kZdvfsDirectIo;
+    } else if ((m_fileAttributes & FILE_FLAG_DELETE_ON_CLOSE) != 0) {
+        m_cacheFlags = kZdvfsReadAhead;
+    } else if (!m_isDirectory && m_disposition == kZdOpen && (m_access & kWriting) == 0) {
+        m_cacheFlags = kZdvfsReadAhead;
+    }
+}
+
+void CCreateRequest::ChooseOpenMode() noexcept {
+    if ((m_access & kZdAccessReadWrite) != 0) m_access = (m_access & ~kZdAccessReadWrite) | kZdAccessWrite;
+    m_openMode = OpenModeOf(m_access, m_name);
+    if (m_openMode == kZdvfsWriteOnly && m_cacheFlags == 0) m_cacheFlags = kZdvfsDirectIo;
+}
+
+void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* information) {
+    CheckName();
+    CheckDisposition();
+    ChooseCacheFlags();
+    CheckAttributes();
+    const bool wantsCheck = WantsAccessCheck();
+    m_path = m_manager.Translate(m_name);
+    std::string_view statPath = m_path.view();
+    while (statPath.size() > 1 && statPath.back() == '/') statPath.remove_suffix(1);
+    m_statPath = CUtf8String(statPath);
+    ChooseOpenMode();
+    FindObject();
+    DecideSecurity(wantsCheck);
+    if (m_isDirectory) {
+        OpenDirectory();
+    } else {
+        OpenFile();
+    }
+    StoreDescriptor();
+    FileInformation filled{};
+    Stat(filled);
+    CountWriter();
+    const Handle registered = Register(filled);
+    if (createAction != nullptr) *createAction = Row().createAction;
+    if (information != nullptr) *information = filled;
+    handle = registered;
+}
+
+}  // namespace zd

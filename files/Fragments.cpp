@@ -1,0 +1,147 @@
+// Fragments of an open file: discovery, opening on demand, reopening by name.
+#include <limits>
+
+#include "files/StorageOwners.h"
+#include "protocol/OperationFrame.h"
+#include "protocol/ProcessState.h"
+#include "protocol/ProtocolManager.h"
+
+namespace zd {
+namespace {
+
+constexpr std::int32_t kNoFragment = -1;
+constexpr int kLengthOfSize = 4;
+
+std::int64_t NextUse() noexcept {
+    return ProcessState().m_useClock.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+// The open fragment used longest ago, but not `keep`, and how many are open.
+struct CVictim {
+    std::int32_t index = kNoFragment;
+    std::int32_t open = 0;
+};
+
+CVictim FindVictim(const WORDInfo& word, std::int32_t keep) {
+    CVictim victim;
+    std::int64_t oldest = std::numeric_limits<std::int64_t>::max();
+    for (std::int32_t i = 0; i < word.FragmentCount(); ++i) {
+        if (word.Descriptor(i) == kNoDescriptor) continue;
+        ++victim.open;
+        if (i != keep && word.LastUse(i) < oldest) {
+            oldest = word.LastUse(i);
+            victim.index = i;
+        }
+    }
+    return victim;
+}
+
+void SetFragmentSegment(int descriptor, int request, std::int32_t size, const CUtf8String& path, const char* what) {
+    if (::ZdvfsIoctl(descriptor, request, size, kLengthOfSize) != 0) return;
+    LogMade(kLogTrace,
+            [&] { return FormatText("Set segment %s of %s to %d\n", what, NameForLog(path.view()).c_str(), size); });
+}
+
+}  // namespace
+
+std::int64_t CProtocolManager::DiscoverFragments(WORDInfo& word, bool truncate, std::int64_t firstSize) {
+    const CAutoCriticalSection held(word.Lock());
+    word.SetSize(firstSize, 0, false);
+    word.SetLastUse(0, NextUse());
+    for (std::int32_t n = 1; n < std::numeric_limits<std::int32_t>::max(); ++n) {
+        const CUtf8String path = TranslateFragment(word, n);
+        ZdvfsStatRecord record{};
+        if (::ZdvfsStat(path.c_str(), &record) != 0) break;
+        if (truncate) {
+            ::ZdvfsUnlink(path.c_str());
+        } else {
+            word.AddFragment(kNoDescriptor, n, record.size);
+        }
+    }
+    // A file written with a larger fragment size keeps its geometry. A size of 0 would be no geometry at all.
+    const bool isForeign = word.FragmentCount() > 1 || firstSize > word.m_fragmentSize;
+    if (!truncate && isForeign && firstSize > 0) word.m_fragmentSize = firstSize;
+    return word.TotalSize();
+}
+
+COpenedFragment CProtocolManager::GetFragmentFileHandle(WORDInfo& word, std::int32_t index, const CAutoCriticalSection&,
+                                                        std::int32_t keep) {
+    COpenedFragment opened{word.Descriptor(index), 0};
+    if (opened.descriptor == kNoDescriptor) {
+        // The create bit below would bring an empty file back.
+        if (word.m_deleted) ThrowWin32(ERROR_FILE_NOT_FOUND);
+        const CVictim victim = FindVictim(word, keep);
+        if (victim.open >= m_maxOpenFragments && victim.index != kNoFragment) {
+            errno = 0;
+            if (::ZdvfsClose(static_cast<int>(word.Descriptor(victim.index))) != 0) ThrowWin32(ZdvfsErrnoToWin32());
+            word.SetDescriptor(kNoDescriptor, victim.index);
+            LogMade(kLogNotice, [&] {
+                return FormatText("Closed fragment %d to open %s\n", victim.index,
+                                  NameForLog(TranslateFragment(word, index).view()).c_str());
+            });
+        }
+        opened = ReOpenFile(word.NameOfFragment(index), 3, word.m_OpenFlags | kZdvfsCreate, word.m_segmentSize);
+        word.SetDescriptor(opened.descriptor, index);
+    }
+    word.SetLastUse(index, NextUse());
+    return opened;
+}
+
+COpenedFragment CProtocolManager::ReOpenFile(const CWideString& name, std::int32_t, std::uint32_t flags,
+                                             std::int32_t segmentSize) {
+    const CUtf8String path = Translate(name.c_str());
+    LogMade(kLogNotice, [&] {
+        return FormatText("Entering %s(\"%s\"\n", "CProtocolManager::ReOpenFile", NameForLog(path.view()).c_str());
+    });
+    ZdvfsStatRecord record{};
+    if (::ZdvfsStat(path.c_str(), &record) < 0) {
+        const int error = errno;
+        LogMade(kLogNotice, [&] {
+            return FormatText("ZdvfsStat(\"%s\") failed with errno = %d during ReOpenFile\n",
+                              NameForLog(name.view()).c_str(), error);
+        });
+    }
+    COpenedFragment opened{::ZdvfsOpen(path.c_str(), static_cast<int>(flags), 0), 0};
+    if (opened.descriptor < 0) {
+        opened = COpenedFragment{kNoDescriptor, errno};
+    } else if (segmentSize > 0) {
+        CUniqueDescriptor owner(static_cast<int>(opened.descriptor));
+        SetFragmentSegment(owner.Get(), kZdvfsIoctlSetSegmentSize, segmentSize, path, "size");
+        SetFragmentSegment(owner.Get(), kZdvfsIoctlSetStreamSegmentSize, segmentSize, path, "stream size");
+        static_cast<void>(owner.Release());
+    }
+    LogMade(kLogTrace, [&] {
+        return FormatText("filename = %s   fd = %ld\n", NameForLog(path.view()).c_str(),
+                          static_cast<long>(opened.descriptor));
+    });
+    return opened;
+}
+
+COpenedFragment CProtocolManager::OpenForWriting(WORDInfo& word, std::int32_t index, const CAutoCriticalSection& held,
+                                                 bool& added, std::int32_t keep) {
+    added = index >= word.FragmentCount();
+    if (added) {
+        if (index > word.FragmentCount()) ThrowWin32(ERROR_INVALID_PARAMETER);
+        // What lies between the end of the last fragment and the new one reads as zero and must be there.
+        const std::int32_t last = index - 1;
+        if (word.FragmentLength(last) < word.m_fragmentSize) {
+            const COpenedFragment before = GetFragmentFileHandle(word, last, held, keep);
+            if (before.descriptor == kNoDescriptor) ThrowWin32(ZdvfsErrnoToWin32(before.error));
+            CheckZdvfs(::ZdvfsFtruncate(static_cast<int>(before.descriptor), word.m_fragmentSize));
+            word.SetSize(word.m_fragmentSize, last, false);
+        }
+        word.AddFragment(kNoDescriptor, index, 0);
+    }
+    // A fragment that was added but never opened does not exist in the storage.
+    struct CTakeBack {
+        WORDInfo* word;
+        ~CTakeBack() {
+            if (word != nullptr) word->RemoveLastFragment();
+        }
+    } takeBack{added ? &word : nullptr};
+    const COpenedFragment opened = GetFragmentFileHandle(word, index, held, keep);
+    if (opened.descriptor != kNoDescriptor) takeBack.word = nullptr;
+    return opened;
+}
+
+}  // namespace zd

@@ -1,0 +1,88 @@
+#include "files/WordCollection.h"
+
+#include "protocol/Errors.h"
+
+namespace zd {
+
+// Records that die tell the table, so the handles go first, while names and lock still stand.
+WORDCollection::~WORDCollection() {
+    const auto handles = std::move(m_handles);
+    m_handles.clear();
+}
+
+CWordRef WORDCollection::Register(const COpened& opened) {
+    CWordRef word;  // declared first: a record that dies by a failure in here needs the table's lock free to be taken
+    const CAutoCriticalSection held(m_lock);
+    std::wstring key(opened.name);
+    const auto existing = m_names.find(key);
+    const bool isKnown = existing != m_names.end();
+    const CRef<CFileInfo> info =
+        isKnown ? existing->second : CRef<CFileInfo>(new CFileInfo(CWideString(opened.name), *this, &OnReleased));
+    word = CWordRef(new WORDInfo(info, opened.isDirectory, opened.fragmentSize));
+    if (!isKnown) m_names.emplace(std::move(key), info);
+    word->m_OpenFlags = opened.flags & ~kOpeningFlags;
+    word->m_segmentSize = opened.segmentSize;
+    m_handles.emplace(word->Value(), word);
+    // Nothing fails from here on: only now does the record own what was opened.
+    if (opened.isDirectory) {
+        word->m_DirPtr = opened.directory;
+    } else {
+        word->SetDescriptor(opened.descriptor, 0);
+    }
+    return word;
+}
+
+CWordRef WORDCollection::Find(Handle handle) {
+    const CAutoCriticalSection held(m_lock);
+    const auto found = m_handles.find(handle);
+    return found == m_handles.end() ? CWordRef() : found->second;
+}
+
+CWordRef WORDCollection::Take(Handle handle) {
+    const CAutoCriticalSection held(m_lock);
+    const auto found = m_handles.find(handle);
+    if (found == m_handles.end()) return {};
+    CWordRef word = std::move(found->second);
+    m_handles.erase(found);
+    return word;
+}
+
+CWordRef WORDCollection::TakeFirst() {
+    const CAutoCriticalSection held(m_lock);
+    if (m_handles.empty()) return {};
+    CWordRef word = std::move(m_handles.begin()->second);
+    m_handles.erase(m_handles.begin());
+    return word;
+}
+
+void WORDCollection::Rename(const std::wstring& oldName, const CWideString& newName) {
+    std::wstring key(newName.view());
+    CRef<CFileInfo> displaced;
+    const CAutoCriticalSection held(m_lock);
+    const auto found = m_names.find(oldName);
+    if (found == m_names.end()) ThrowWin32(ERROR_NOT_FOUND);
+    auto node = m_names.extract(found);
+    node.key() = std::move(key);
+    node.mapped()->SetName(newName);
+    const auto standing = m_names.find(node.key());
+    if (standing != m_names.end()) {
+        displaced = std::move(standing->second);
+        m_names.erase(standing);
+    }
+    m_names.insert(std::move(node));
+}
+
+void WORDCollection::OnReleased(CFileInfo& info, WORDCollection& owner) noexcept {
+    CRef<CFileInfo> erased;
+    const CAutoCriticalSection held(owner.m_lock);
+    // Another thread may have opened the name again before the lock was had.
+    if (info.OpenCount() != 0) return;
+    const CWideString name = info.Name();
+    const auto entry = owner.m_names.find(name.c_str());
+    // An entry of that name that is not this record displaced it.
+    if (entry == owner.m_names.end() || entry->second.Get() != &info) return;
+    erased = std::move(entry->second);
+    owner.m_names.erase(entry);
+}
+
+}  // namespace zd

@@ -1,0 +1,56 @@
+// The open-file table of a connection.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "files/WordInfo.h"
+#include "text/Conversion.h"
+
+namespace zd {
+
+// Any thread. The lock guards both maps and is held for map work only: never across a storage call, never while a
+// handle's lock is taken.
+class WORDCollection {
+public:
+    WORDCollection() = default;
+    virtual ~WORDCollection();
+    WORDCollection(const WORDCollection&) = delete;
+    WORDCollection& operator=(const WORDCollection&) = delete;
+
+    // What a handle is registered with. The record takes the descriptor or stream over when registering succeeds.
+    struct COpened {
+        const wchar_t* name;
+        int descriptor;             // -1 for a directory
+        ZdvfsDirectory* directory;  // null for a file
+        bool isDirectory;
+        std::uint32_t flags;
+        std::int64_t fragmentSize;
+        std::int32_t segmentSize;
+    };
+
+    // Throws std::bad_alloc; the table is then unchanged.
+    CWordRef Register(const COpened& opened);
+
+    // The record of a handle, null where the table does not hold it.
+    CWordRef Find(Handle handle);
+
+    // The same, and the handle leaves the table.
+    CWordRef Take(Handle handle);
+
+    // Takes the first handle of the table; null when it is empty.
+    CWordRef TakeFirst();
+
+    // Gives the entry of `oldName` the new name. Throws 1168 where there is none. An entry that stood under the new
+    // name is displaced; its handles keep it.
+    void Rename(const std::wstring& oldName, const CWideString& newName);
+
+private:
+    static void OnReleased(CFileInfo& info, WORDCollection& owner) noexcept;
+
+    CCriticalSectionHolder m_lock;
+    std::map<std::wstring, CRef<CFileInfo>, CNameLess> m_names;
+    std::map<Handle, CWordRef> m_handles;
+};
+
+}  // namespace zd

@@ -1,0 +1,119 @@
+// The records of open names and open handles.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "files/CountedRef.h"
+#include "IProtocolManager.h"
+#include "protocol/Locks.h"
+#include "text/SharedString.h"
+#include "zdvfs.h"
+
+namespace zd {
+
+class WORDCollection;
+
+// The storage open flags that mean writing or direct I/O, and those that a reopening must not repeat.
+constexpr std::uint32_t kWritingFlags = kZdvfsWriteOnly | kZdvfsReadWrite;
+constexpr std::uint32_t kCountedFlags = kWritingFlags | kZdvfsDirectIo;
+constexpr std::uint32_t kOpeningFlags = kZdvfsCreate | kZdvfsTruncate | kZdvfsExclusive;
+
+// One per distinct open name, shared by the handles on it.
+class CFileInfo final : public CCounted {
+public:
+    using ReleaseCallback = void (*)(CFileInfo& info, WORDCollection& owner) noexcept;
+
+    CFileInfo(CWideString name, WORDCollection& owner, ReleaseCallback released) noexcept
+        : m_name(std::move(name)), m_owner(owner), m_released(released) {}
+
+    // The name as the host gave it. A rename replaces it while other handles read it, so it has a lock of its own.
+    CWideString Name() const;
+    void SetName(CWideString name);
+
+    // Handles that refer to the name; lowered to 0, the table is told. Any thread.
+    void AddOpen() noexcept { m_openCount.fetch_add(1, std::memory_order_acq_rel); }
+    void RemoveOpen() noexcept;
+    std::int32_t OpenCount() const noexcept { return m_openCount.load(std::memory_order_acquire); }
+
+private:
+    ~CFileInfo() override = default;
+
+    mutable CCriticalSectionHolder m_nameLock;
+    CWideString m_name;  // guarded by m_nameLock
+    std::atomic<std::int32_t> m_openCount{0};
+    WORDCollection& m_owner;
+    const ReleaseCallback m_released;
+};
+
+// One fragment of an open file.
+struct CFragment {
+    std::int32_t number;      // 0 for the file itself
+    std::int64_t descriptor;  // -1: not open
+    std::int64_t size;        // bytes, as last known
+    std::int64_t lastUse;     // stamp of the use clock, -1: never
+};
+
+// The name of fragment `number`: the file's own for 0 and below, "%s;F%d" above.
+CWideString FragmentName(const CWideString& name, std::int32_t number);
+
+// One per open handle. Everything but the lock and the name is guarded by the lock, which an operation holds for its
+// whole work on the handle.
+class WORDInfo final : public CCounted {
+public:
+    WORDInfo(CRef<CFileInfo> info, bool isDirectory, std::int64_t fragmentSize);
+
+    CCriticalSectionHolder& Lock() noexcept { return m_lock; }
+    Handle Value() const noexcept { return reinterpret_cast<Handle>(this); }
+
+    // Fragment accessors. Each throws 87 for an index outside the vector.
+    std::int32_t FragmentCount() const noexcept { return static_cast<std::int32_t>(m_fragments.size()); }
+    std::int64_t Descriptor(std::int32_t index) const { return At(index).descriptor; }
+    void SetDescriptor(std::int64_t descriptor, std::int32_t index) { At(index).descriptor = descriptor; }
+    std::int64_t LastUse(std::int32_t index) const { return At(index).lastUse; }
+    void SetLastUse(std::int32_t index, std::int64_t stamp) { At(index).lastUse = stamp; }
+    std::int64_t FragmentLength(std::int32_t index) const { return At(index).size; }
+    void SetSize(std::int64_t size, std::int32_t index, bool onlyIfLarger);
+    std::int64_t TotalSize() const noexcept;
+
+    // Appends a fragment; throws 87 where `index` is greater than the count.
+    void AddFragment(std::int64_t descriptor, std::int32_t index, std::int64_t size);
+
+    // Pops the last fragment and closes its descriptor; nothing on an empty vector.
+    void RemoveLastFragment() noexcept;
+
+    CWideString Name() const { return m_fileInfo->Name(); }
+    CWideString NameOfFragment(std::int32_t number) const { return FragmentName(Name(), number); }
+    CFileInfo& FileInfo() const noexcept { return *m_fileInfo; }
+
+    // Says that the process's count of writing handles was raised for this handle / lowers it, once.
+    void TakeCount() noexcept { m_counted = true; }
+    bool DropCount(std::int32_t& newCount) noexcept;
+
+    const bool m_isDir;
+    std::uint32_t m_OpenFlags = 0;   // without kOpeningFlags
+    std::int32_t m_segmentSize = 0;  // bytes, for each further fragment; 0 or less: none
+    ZdvfsDirectory* m_DirPtr = nullptr;
+    std::int32_t m_lastWritten = 0;  // fragment at which the last write or append ended
+    std::int64_t m_fragmentSize;     // bytes, above 0
+    bool m_deleted = false;          // removed through this handle: nothing is reopened
+
+private:
+    ~WORDInfo() override;
+
+    const CFragment& At(std::int32_t index) const;
+    CFragment& At(std::int32_t index);
+
+    CCriticalSectionHolder m_lock;
+    const CRef<CFileInfo> m_fileInfo;
+    bool m_counted = false;
+    std::vector<CFragment> m_fragments;
+};
+
+using CWordRef = CRef<WORDInfo>;
+
+}  // namespace zd

@@ -1,0 +1,126 @@
+#include "log/Log.h"
+
+#include <stdarg.h>
+
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <string>
+#include <utility>
+
+#include "log/LogInitialise.h"
+#include "log/LogWriter.h"
+#include "protocol/ProcessState.h"
+
+namespace zd {
+namespace {
+
+// Gives the thread's errors back as they were: an operation logs while it still has to report them.
+class CKeptErrors {
+public:
+    CKeptErrors() noexcept : m_lastError(::GetLastError()), m_errno(errno) {}
+    ~CKeptErrors() {
+        errno = m_errno;
+        ::SetLastError(m_lastError);
+    }
+    CKeptErrors(const CKeptErrors&) = delete;
+    CKeptErrors& operator=(const CKeptErrors&) = delete;
+
+private:
+    DWORD m_lastError;
+    int m_errno;
+};
+
+CLogger* CurrentLogger() noexcept {
+    return ProcessState().m_logger.load(std::memory_order_acquire);
+}
+
+// The log, if a line of that level passes; else null. The stop record is no line.
+CLogger* LoggerFor(std::int32_t level) noexcept {
+    CLogger* const logger = CurrentLogger();
+    if (logger == nullptr || level > EffectiveLevel(*logger)) return nullptr;
+    return level == static_cast<std::int32_t>(kLogStop) ? nullptr : logger;
+}
+
+LogRecord MakeRecord(const CLogger& logger, std::int32_t level, std::string&& text) noexcept {
+    const DWORD threadId = ::GetCurrentThreadId();
+    LogRecord record{static_cast<std::uint32_t>(level), std::move(text), ::_time64(nullptr), threadId,
+                     logger.currentProcess};
+    const auto attributed = logger.threadAttribution.find(threadId);
+    if (attributed != logger.threadAttribution.end()) {
+        record.threadId = attributed->second.reportedThreadId;
+        if (attributed->second.process != nullptr) record.process = attributed->second.process;
+    }
+    return record;
+}
+
+// Brings the log up before the record takes its process entry. Every line that passed the level comes through here;
+// repeated lines would be folded before the queue.
+void Submit(CLogger& logger, std::int32_t level, std::string&& text) {
+    if (!EnsureInitialised(logger)) return;
+    Enqueue(logger, MakeRecord(logger, level, std::move(text)));
+}
+
+std::string FormatLine(const char* format, va_list arguments) {
+    std::string text;
+    AppendFormatV(text, format, arguments);
+    return text;
+}
+
+}  // namespace
+
+void AdoptLogger(CLogger* logger) noexcept {
+    CLogger* none = nullptr;
+    if (logger != nullptr) ProcessState().m_logger.compare_exchange_strong(none, logger, std::memory_order_acq_rel);
+}
+
+bool IsLogged(std::int32_t level) noexcept {
+    return LoggerFor(level) != nullptr;
+}
+
+void LogLine(std::int32_t level, const char* format, ...) noexcept {
+    CLogger* const logger = LoggerFor(level);
+    if (logger == nullptr || format == nullptr) return;
+    const CKeptErrors kept;
+    va_list arguments;
+    va_start(arguments, format);
+    try {
+        Submit(*logger, level, FormatLine(format, arguments));
+    } catch (...) {
+        // The line is lost; the operation that wrote it goes on.
+    }
+    va_end(arguments);
+}
+
+void LogText(std::int32_t level, const char* text) noexcept {
+    CLogger* const logger = LoggerFor(level);
+    if (logger == nullptr || text == nullptr) return;
+    const CKeptErrors kept;
+    try {
+        Submit(*logger, level, std::string(text));
+    } catch (...) {
+        // As in LogLine.
+    }
+}
+
+std::int32_t GetLogLevel() noexcept {
+    CLogger* const logger = CurrentLogger();
+    return logger != nullptr ? EffectiveLevel(*logger) : 1;
+}
+
+std::int32_t SetLogLevel(std::int32_t level) noexcept {
+    CLogger* const logger = CurrentLogger();
+    if (logger == nullptr) return 1;
+    std::atomic_ref<std::int32_t>(logger->level).store(level < 1 ? 1 : level, std::memory_order_relaxed);
+    return EffectiveLevel(*logger);
+}
+
+void DrainLog(DWORD milliseconds) noexcept {
+    CLogger* const logger = CurrentLogger();
+    if (logger == nullptr || !std::atomic_ref<bool>(logger->initialised).load(std::memory_order_acquire)) return;
+    const CKeptErrors kept;
+    const ULONGLONG deadline = ::GetTickCount64() + milliseconds;
+    while (!IsDrained(*logger) && ::GetTickCount64() < deadline) ::Sleep(1);
+}
+
+}  // namespace zd
