@@ -15,4 +15,9 @@ constexpr std::uint64_t FileTimeOf(std::int64_t seconds) noexcept {
            static_cast<std::uint64_t>(kUnitsPerSecond);
 }
 
+// The reverse: 0 stays 0; divided toward zero.
+constexpr std::int64_t SecondsOf(std::int64_t fileTime) noexcept {
+    return fileTime == 0 ? 0 : fileTime / kUnitsPerSecond - kSecondsTo1970;
+}
+
 }  // namespace zd

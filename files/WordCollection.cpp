@@ -1,7 +1,5 @@
 #include "files/WordCollection.h"
 
-#include "protocol/Errors.h"
-
 namespace zd {
 
 // Records that die tell the table, so the handles go first, while names and lock still stand.
@@ -55,21 +53,22 @@ CWordRef WORDCollection::TakeFirst() {
     return word;
 }
 
-void WORDCollection::Rename(const std::wstring& oldName, const CWideString& newName) {
-    std::wstring key(newName.view());
+DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
     CRef<CFileInfo> displaced;
     const CAutoCriticalSection held(m_lock);
-    const auto found = m_names.find(oldName);
-    if (found == m_names.end()) ThrowWin32(ERROR_NOT_FOUND);
+    const CWideString oldName = info.Name();
+    info.SetName(newName.name);
+    const auto found = m_names.find(oldName.c_str());
+    if (found == m_names.end() || found->second.Get() != &info) return ERROR_NOT_FOUND;
     auto node = m_names.extract(found);
-    node.key() = std::move(key);
-    node.mapped()->SetName(newName);
+    node.key() = std::move(newName.key);
     const auto standing = m_names.find(node.key());
     if (standing != m_names.end()) {
         displaced = std::move(standing->second);
         m_names.erase(standing);
     }
     m_names.insert(std::move(node));
+    return ERROR_SUCCESS;
 }
 
 void WORDCollection::OnReleased(CFileInfo& info, WORDCollection& owner) noexcept {

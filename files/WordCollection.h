@@ -41,9 +41,17 @@ public:
     // Takes the first handle of the table; null when it is empty.
     CWordRef TakeFirst();
 
-    // Gives the entry of `oldName` the new name. Throws 1168 where there is none. An entry that stood under the new
-    // name is displaced; its handles keep it.
-    void Rename(const std::wstring& oldName, const CWideString& newName);
+    // A new name with all the memory that entering it takes.
+    struct CNewName {
+        explicit CNewName(const wchar_t* newName) : name(newName), key(newName) {}
+        CWideString name;
+        std::wstring key;
+    };
+
+    // Gives the record of a name its new name, and moves its entry there. An entry that stood under the new name is
+    // displaced; its handles keep it. Answers 1168 where the table holds no entry of the record; the record has its new
+    // name then too. `newName` is used up.
+    DWORD Rename(CFileInfo& info, CNewName& newName) noexcept;
 
 private:
     static void OnReleased(CFileInfo& info, WORDCollection& owner) noexcept;

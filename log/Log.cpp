@@ -10,6 +10,7 @@
 
 #include "log/LogInitialise.h"
 #include "log/LogWriter.h"
+#include "log/Suppressor.h"
 #include "protocol/ProcessState.h"
 
 namespace zd {
@@ -54,11 +55,16 @@ LogRecord MakeRecord(const CLogger& logger, std::int32_t level, std::string&& te
     return record;
 }
 
-// Brings the log up before the record takes its process entry. Every line that passed the level comes through here;
-// repeated lines would be folded before the queue.
+// Brings the log up before the record takes its process entry. Every line that passed the level comes through here.
 void Submit(CLogger& logger, std::int32_t level, std::string&& text) {
     if (!EnsureInitialised(logger)) return;
-    Enqueue(logger, MakeRecord(logger, level, std::move(text)));
+    LogRecord record = MakeRecord(logger, level, std::move(text));
+    if (IsSuppressing(logger)) {
+        const CAutoCriticalSection held(logger.lock);
+        AddLine(logger, std::move(record), held);
+    } else {
+        Enqueue(logger, std::move(record));
+    }
 }
 
 std::string FormatLine(const char* format, va_list arguments) {
@@ -111,6 +117,12 @@ std::int32_t GetLogLevel() noexcept {
 std::int32_t SetLogLevel(std::int32_t level) noexcept {
     CLogger* const logger = CurrentLogger();
     if (logger == nullptr) return 1;
+    const CKeptErrors kept;
+    try {
+        RefreshSuppression(*logger);
+    } catch (...) {
+        // A summary that cannot be written does not keep the level from changing.
+    }
     std::atomic_ref<std::int32_t>(logger->level).store(level < 1 ? 1 : level, std::memory_order_relaxed);
     return EffectiveLevel(*logger);
 }

@@ -57,6 +57,15 @@ struct CProcessState {
     std::map<std::wstring, std::size_t> m_mountedNames;  // name -> connections that mounted it, ordered by code units
     std::set<ZdvfsMountBlock*> m_mountBlocks;
 
+    // The task's times, FILETIME values. The host reports activity from one thread at a time.
+    std::atomic<std::int64_t> m_lastActivity{0};
+    std::atomic<std::uint32_t> m_refreshValue{0};  // seconds
+    std::atomic<std::int64_t> m_startTime{0};
+    std::atomic<bool> m_startUnset{true};
+    std::atomic<std::int64_t> m_lastRenewal{0};  // 0: never
+    std::atomic<bool> m_renewalActive{false};
+    std::atomic<std::int64_t> m_lastChange{0};  // when a change was last noticed
+
     // Unguarded on purpose: each is one relaxed atomic, and no reader combines two of them.
     std::atomic<std::int32_t> m_OpenDirectIOorWriteFiles{0};  // open handles for writing or direct I/O
     std::atomic<std::int64_t> m_useClock{0};                  // stamps the use of fragments

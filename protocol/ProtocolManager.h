@@ -113,6 +113,18 @@ public:
     // The segment size for a file being written, applied to its descriptor; 0 for none.
     std::int32_t ApplySegmentSize(int descriptor, const wchar_t* name, std::uint32_t cacheFlags);
 
+    // Removes what stands under a rename's new name, as far as it can be opened.
+    void RemoveRenameTarget(const wchar_t* newName);
+
+    // Renames each fragment that the handle knows, in ascending order. Throws the code of the first failure.
+    void RenameFragments(const WORDInfo& word, const CWideString& oldName, const CWideString& newName);
+
+    // Renews the storage task's time or stops the task, as the time of the last activity asks for.
+    void DoAddTaskTimeUpdate();
+
+    // Sends a control request with a 32-bit value and a length of 4 to every mounted pool.
+    void SendToPools(DWORD request, std::uint32_t value);
+
     bool IsConnected() const noexcept { return m_mountBlock.poolName != nullptr; }
     const CUtf8String& VfsRootPath() const noexcept { return m_vfsRootPath; }
     bool IsLocalCacheOn() const noexcept { return m_localCacheOn != 0; }
