@@ -254,6 +254,8 @@ int64_t ZdvfsLseek(int descriptor, int64_t offset, int whence) {
 int ZdvfsFtruncate(int descriptor, int64_t size) {
     return GuardedCall([&] {
         const auto file = Descriptors().Get(descriptor);
+        // A descriptor that truncated its file at the open may say so again, also when it only reads.
+        if (!file->isRoot && !file->writable && size == SizeOf(file->handle.Get())) return;
         RequireWritable(*file);
         if (size < 0) FailInvalid();
         if (size > SizeOf(file->handle.Get())) {

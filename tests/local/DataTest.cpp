@@ -54,6 +54,16 @@ TEST_F(Data, TruncateFlagEmptiesAnExistingFileAndKeepsTheRest) {
     EXPECT_EQ("O:BA", DescriptorOf("pool/f"));
 }
 
+TEST_F(Data, ReaderThatTruncatedAtTheOpenMaySetTheSameSizeAgain) {
+    WriteText("pool/f", "something");
+    const int reader = Open("pool/f", kZdvfsReadOnly | kZdvfsTruncate);
+    EXPECT_EQ(0, ZdvfsFtruncate(reader, 0));
+    EXPECT_EQ(-1, ZdvfsFtruncate(reader, 1));
+    EXPECT_EQ(EACCES, errno);
+    EXPECT_EQ(0, StatOf("pool/f").size);
+    EXPECT_EQ(0, ZdvfsClose(reader));
+}
+
 TEST_F(Data, HintFlagsChangeNothing) {
     for (const int hint : {kZdvfsDirectIo, kZdvfsTemporary, kZdvfsReadAhead}) {
         const int file = Open("pool/f", kZdvfsReadWrite | kZdvfsCreate | hint);
