@@ -19,8 +19,9 @@ bool ReadNumber(std::string_view text, Number& value, int base) {
 
 bool ReadText(std::string_view text, std::string& value) {
     std::optional<std::string> plain = Unescape(text);
-    if (plain) value = *std::move(plain);
-    return plain.has_value();
+    if (!plain) return false;
+    value = *std::move(plain);
+    return true;
 }
 
 // Keys of a later version are passed over.

@@ -117,11 +117,11 @@ void ReplaceFile(const std::wstring& path, const std::wstring& aside, std::strin
     {
         const CUniqueHandle file = OpenHandle(aside, GENERIC_WRITE, CREATE_ALWAYS);
         DWORD moved = 0;
-        if (!::WriteFile(file.Get(), content.data(), static_cast<DWORD>(content.size()), &moved, nullptr)) {
-            error = ::GetLastError();
-        } else if (moved != content.size()) {
+        const BOOL written =
+            ::WriteFile(file.Get(), content.data(), static_cast<DWORD>(content.size()), &moved, nullptr);
+        if (written && moved != content.size()) {
             error = ERROR_DISK_FULL;
-        } else if (durable && !::FlushFileBuffers(file.Get())) {
+        } else if (!written || (durable && !::FlushFileBuffers(file.Get()))) {
             error = ::GetLastError();
         }
     }
@@ -154,7 +154,7 @@ bool RemoveTree(const std::wstring& path) noexcept {
     // A link to a directory elsewhere is removed, never followed.
     if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
         try {
-            for (const std::wstring& name : NamesIn(path)) RemoveTree(path + L'\\' + name);
+            for (const std::wstring& name : NamesIn(path)) RemoveTree(std::wstring(path).append(1, L'\\').append(name));
         } catch (...) {
             return false;
         }
