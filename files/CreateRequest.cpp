@@ -92,11 +92,10 @@ bool CCreateRequest::WantsAccessCheck() const noexcept {
 
 void CCreateRequest::ChooseCacheFlags() noexcept {
     constexpr DWORD kWriting = kZdAccessWrite | kZdAccessReadWrite;
+    const bool onlyReads = !m_isDirectory && m_disposition == kZdOpen && (m_access & kWriting) == 0;
     if ((m_fileAttributes & FILE_FLAG_SEQUENTIAL_SCAN) != 0) {
         m_cacheFlags = kZdvfsDirectIo;
-    } else if ((m_fileAttributes & FILE_FLAG_DELETE_ON_CLOSE) != 0) {
-        m_cacheFlags = kZdvfsReadAhead;
-    } else if (!m_isDirectory && m_disposition == kZdOpen && (m_access & kWriting) == 0) {
+    } else if ((m_fileAttributes & FILE_FLAG_DELETE_ON_CLOSE) != 0 || onlyReads) {
         m_cacheFlags = kZdvfsReadAhead;
     }
 }

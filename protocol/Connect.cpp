@@ -102,7 +102,7 @@ void CProtocolManager::FindTopLevelDirectory(const std::wstring& pool) {
     while (const ZdvfsDirectoryRecord* const entry = ::ZdvfsReaddir(directory.Get())) {
         if (IsDots(entry->name)) continue;
         const std::string name(entry->name);
-        const std::string marker = rootName + "/" + name + "/QBX_ZD_MARKER";
+        const std::string marker = FormatText("%s/%s/QBX_ZD_MARKER", rootName.c_str(), name.c_str());
         ZdvfsStatRecord status{};
         if (::ZdvfsStat(marker.c_str(), &status) != 0) continue;
         const std::wstring path = std::wstring(VendorTree(m_vendorFlag != 0).spaList) + L"\\" + pool;

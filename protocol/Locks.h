@@ -23,7 +23,7 @@ public:
     CRITICAL_SECTION& Section() noexcept { return m_section; }
 
 private:
-    CRITICAL_SECTION m_section;
+    CRITICAL_SECTION m_section{};
 };
 
 // Enters a critical section for a scope.

@@ -25,8 +25,10 @@ constexpr std::uint64_t kBytesPerMb = 1'048'576;
 }  // namespace
 
 CProtocolManager::CProtocolManager(void* hostContext, CLogger* logger)
-    : m_hostContext(hostContext), m_rootName(kRoot), m_vfsRootPath(kRootUtf8) {
-    m_vendorFlag = OnlyFormerMakerTree() ? 1 : 0;
+    : m_hostContext(hostContext),
+      m_rootName(kRoot),
+      m_vfsRootPath(kRootUtf8),
+      m_vendorFlag(OnlyFormerMakerTree() ? 1 : 0) {
     AdoptLogger(logger);
     m_defaultDescriptor.Reset(DuplicateText(DefaultDescriptorText().c_str()));
     m_mountBlock.logLevel = static_cast<std::uint32_t>(GetLogLevel());
