@@ -34,7 +34,8 @@ void CCreateRequest::CheckAccess(const char* stored) const {
     DWORD desired = m_access;
     // Nobody empties what they may only read.
     if (empties) desired |= kZdAccessWrite;
-    if (m_access == 0) desired |= MAXIMUM_ALLOWED;
+    // Not added to the write bit: some systems' check then lets any other right stand in for it.
+    if (desired == 0) desired = MAXIMUM_ALLOWED;
     const CUniqueDescriptorBlock descriptor(DescriptorOfText(stored));
     const CUniqueSystemHandle token(CTokenHelper().GetToken());
     RequireAccess(descriptor.Get(), token.Get(), desired);

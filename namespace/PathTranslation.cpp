@@ -1,7 +1,7 @@
 #include "namespace/PathTranslation.h"
 
 #include <algorithm>
-#include <cwchar>
+#include <limits>
 
 #include "protocol/Errors.h"
 
@@ -22,12 +22,20 @@ CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name) {
 }
 
 CWideString BaseOfFragmentShape(const CWideString& name) {
-    const std::wstring_view view = name.view();
+    std::wstring_view view = name.view();
+    // The storage may take a path with slashes behind it for the same object.
+    while (!view.empty() && (view.back() == L'\\' || view.back() == L'/')) view.remove_suffix(1);
     const std::size_t semicolon = view.rfind(L';');
-    if (semicolon == std::wstring_view::npos || semicolon + 2 >= view.size() || view[semicolon + 1] != L'F') return {};
-    wchar_t* end = nullptr;
-    const long number = std::wcstol(name.c_str() + semicolon + 2, &end, 10);
-    if (number <= 0 || *end != L'\0') return {};
+    if (semicolon == std::wstring_view::npos) return {};
+    const std::wstring_view suffix = view.substr(semicolon + 1);
+    // Written as the numbering of fragments writes it: another spelling is a name of its own.
+    if (suffix.size() < 2 || suffix[0] != L'F' || suffix[1] == L'0') return {};
+    std::int64_t number = 0;
+    for (const wchar_t digit : suffix.substr(1)) {
+        if (digit < L'0' || digit > L'9') return {};
+        number = number * 10 + (digit - L'0');
+        if (number > std::numeric_limits<std::int32_t>::max()) return {};
+    }
     return CWideString(view.substr(0, semicolon));
 }
 

@@ -12,7 +12,8 @@ CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name);
 // Whether the name rule refuses the name: a character below 0x20 or above the highest valid one. Off while that is 0.
 bool NameHasInvalidCharacters(const wchar_t* name) noexcept;
 
-// The name without the ";F" and number above 0 of a fragment, empty where the name is not of that shape.
+// The name without the ";F" and number above 0 of a fragment, empty where the name is not of that shape. Separators
+// behind the number are left out.
 CWideString BaseOfFragmentShape(const CWideString& name);
 
 // The storage locality of a name: its first directory in UTF-8, empty for an object at the share's root, cut between

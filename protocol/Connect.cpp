@@ -27,7 +27,13 @@ constexpr std::size_t kLongestRootName = 260;  // bytes, for the search of the m
 constexpr int kLengthOfValue = 4;
 
 struct CHulGiver {
-    static void Give(char* text) noexcept { ::_HulFree(text); }
+    static void Give(char* text) noexcept {
+        try {
+            ::_HulFree(text);
+        } catch (...) {
+            // The failure on its way is the one to report.
+        }
+    }
 };
 using CUniqueHulText = CUniqueHandle<CPointerTraits<char*, CHulGiver>>;
 
@@ -71,9 +77,10 @@ void CProtocolManager::FindConfiguration(DWORD agentType, const std::wstring& po
         file = FindConfigurationFile(agentType, pool);
     }
     if (file) {
-        const CUniqueHulText utf8(::wcstoutf8_malloced(file->c_str()));
+        CUniqueHulText utf8(::wcstoutf8_malloced(file->c_str()));
         if (!utf8) throw std::bad_alloc();
         m_mountBlock.configurationFile = DuplicateText(utf8.Get());
+        ::_HulFree(utf8.Release());
     }
     LogMade(kLogTrace, [&] {
         return FormatText("Config file used (duped): %s\n", NameForLog(m_mountBlock.configurationFile).c_str());
@@ -97,7 +104,7 @@ void CProtocolManager::FillMountBlock(std::uint32_t agentType, const std::wstrin
 void CProtocolManager::FindTopLevelDirectory(const std::wstring& pool) {
     const std::string rootName = WideToUtf8(m_rootName.view());
     if (rootName.size() > kLongestRootName) return;
-    const CUniqueDirectory directory(::ZdvfsOpendir(m_vfsRootPath.c_str()));
+    CUniqueDirectory directory(::ZdvfsOpendir(m_vfsRootPath.c_str()));
     if (!directory) return;
     while (const ZdvfsDirectoryRecord* const entry = ::ZdvfsReaddir(directory.Get())) {
         if (IsDots(entry->name)) continue;
@@ -108,12 +115,14 @@ void CProtocolManager::FindTopLevelDirectory(const std::wstring& pool) {
         const std::wstring path = std::wstring(VendorTree(m_vendorFlag != 0).spaList) + L"\\" + pool;
         CRegistryKey key;
         if (key.Open(path.c_str()) == ERROR_SUCCESS) key.SetText(L"TopLevelDirectory", Utf8ToWide(name));
-        return;
+        break;
     }
+    // Not left to the owner, which would keep an exception from the operation's handlers.
+    ::ZdvfsClosedir(directory.Release());
 }
 
 void CProtocolManager::SetCompressionAndEncryption() {
-    const CUniqueDescriptor root(::ZdvfsOpen(m_vfsRootPath.c_str(), 0, 0));
+    CUniqueDescriptor root(::ZdvfsOpen(m_vfsRootPath.c_str(), 0, 0));
     if (!root) {
         LogLine(kLogWarning, "%s: Error %d setting compression and encryption", kConnectName, errno);
         return;
@@ -134,6 +143,7 @@ void CProtocolManager::SetCompressionAndEncryption() {
             LogLine(kLogTrace, "%s: %s %s enabled", kConnectName, value.upper, value.value == result ? "is not" : "is");
         }
     }
+    ::ZdvfsClose(root.Release());
 }
 
 void CProtocolManager::RegisterConnection(const std::wstring& pool) {
@@ -153,7 +163,11 @@ void CProtocolManager::RegisterConnection(const std::wstring& pool) {
 void CProtocolManager::Connect(std::wstring pool, const ConnectParameters& parameters) {
     LoadSettings();
     CopyHighestValidNameChar();
-    if (pool.empty()) pool = ZdGetRandomTag();
+    if (pool.empty()) {
+        // Through the object's table, which the compiler would pass by: a host may have a tag of its own there.
+        IProtocolManager* const volatile object = this;
+        pool = object->ZdGetRandomTag();
+    }
     if (pool.empty()) throw std::bad_alloc();
     m_mountBlock.flags = kFlagsAtConnect;
     const DWORD agentType = ReadAgentType();

@@ -24,6 +24,18 @@ bool Applies(const Rule& rule, const Call& call) {
     throw rule.thrownCode;
 }
 
+// The first exception that a module throws clears the last error on its way, so it must not be one that carries it.
+void ThrowOnce() {
+    static const bool thrown = [] {
+        try {
+            throw 0;
+        } catch (int) {
+            return true;
+        }
+    }();
+    static_cast<void>(thrown);
+}
+
 const char* ThrownName(EThrow thrown) {
     switch (thrown) {
         case EThrow::kBadAlloc:
@@ -155,6 +167,7 @@ std::int64_t RunCall(ICallBook& book, Call& call, EResult kind,
     for (const Rule& rule : rules) {
         if (rule.after) rule.after(call);
     }
+    if (decision.thrower != nullptr) ThrowOnce();
     errno = call.error;
     ::SetLastError(call.lastError);
     if (decision.thrower != nullptr) Throw(*decision.thrower);

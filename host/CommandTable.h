@@ -1,0 +1,35 @@
+// The table of zdhost's commands. A further command is one more file in commands/ and one more line in the table.
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "Session.h"
+
+namespace CLI {
+class App;
+}
+
+namespace zd {
+
+// What a command runs with.
+struct CommandContext {
+    CSession& session;
+    bool quiet;              // no progress, no reports
+    bool standardInputFree;  // false while standard input holds a script
+};
+
+// Does what the parsed arguments ask for. Throws CFailure or CUsageError.
+using CommandAction = std::function<void(CommandContext&)>;
+
+struct Command {
+    const char* name;
+    const char* summary;  // one line of the help
+    // Gives the command its arguments and its help. The answered action owns what they are parsed into.
+    CommandAction (*describe)(CLI::App& command);
+};
+
+// In the order of the help.
+std::span<const Command* const> Commands();
+
+}  // namespace zd

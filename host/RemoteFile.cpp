@@ -1,0 +1,98 @@
+#include "RemoteFile.h"
+
+#include <sddl.h>
+
+#include <memory>
+#include <utility>
+
+#include "Failure.h"
+
+namespace zd {
+
+namespace {
+
+constexpr SECURITY_INFORMATION kWholeDescriptor =
+    OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION;
+
+DWORD Open(IProtocolManager& manager, const OpenRequest& request, Handle* handle, FileInformation* information) {
+    return manager.ZdCreateFile(request.name.c_str(), static_cast<DWORD>(request.kind), 0, FILE_ATTRIBUTE_NORMAL, 0,
+                                request.disposition, request.access, 0, /*descriptor=*/nullptr, handle,
+                                /*createAction=*/nullptr, information);
+}
+
+}  // namespace
+
+CRemoteFile::CRemoteFile(IProtocolManager& manager, OpenRequest request)
+    : m_manager(manager), m_name(std::move(request.name)) {
+    request.name = m_name;
+    CheckCode("ZdCreateFile", Open(m_manager, request, &m_handle, &m_information), m_name);
+}
+
+CRemoteFile::~CRemoteFile() {
+    if (m_handle == 0) return;
+    m_manager.ZdCloseFile(m_handle, /*deleteFlag=*/0);
+    m_manager.ZdReleaseFile(m_handle);
+}
+
+DWORD CRemoteFile::Read(std::int64_t offset, void* buffer, DWORD length) {
+    DWORD got = 0;
+    CheckCode("ZdReadFile", m_manager.ZdReadFile(m_handle, offset, length, buffer, &got), m_name);
+    if (got > length) throw CFailure("ZdReadFile answered more bytes than were asked for");
+    return got;
+}
+
+void CRemoteFile::Write(std::int64_t offset, const void* buffer, DWORD length) {
+    DWORD written = 0;
+    CheckCode("ZdWriteFile", m_manager.ZdWriteFile(m_handle, offset, length, buffer, &written), m_name);
+    if (written != length) ThrowFailure("ZdWriteFile (short count)", ERROR_WRITE_FAULT, m_name);
+}
+
+void CRemoteFile::SetSize(std::int64_t size) {
+    CheckCode("ZdSetFileSize", m_manager.ZdSetFileSize(m_handle, size), m_name);
+}
+
+void CRemoteFile::Append(std::int64_t offset, CRemoteFile& source, std::int64_t sourceOffset, std::int64_t length) {
+    CheckCode("ZdAppendFile", m_manager.ZdAppendFile(m_handle, source.m_handle, offset, sourceOffset, length), m_name);
+}
+
+std::wstring CRemoteFile::SecurityText() {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    CheckCode("ZdGetSecurity", m_manager.ZdGetSecurity(m_handle, kWholeDescriptor, &descriptor), m_name);
+    const std::unique_ptr<void, decltype(&::LocalFree)> descriptorOwner(descriptor, &::LocalFree);
+    wchar_t* text = nullptr;
+    if (::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, kWholeDescriptor, &text,
+                                                               nullptr) == FALSE) {
+        ThrowFailure("turning the descriptor into text", ::GetLastError(), m_name);
+    }
+    const std::unique_ptr<wchar_t, decltype(&::LocalFree)> textOwner(text, &::LocalFree);
+    return text;
+}
+
+void CRemoteFile::SetSecurity(PSECURITY_DESCRIPTOR descriptor) {
+    CheckCode("ZdSetSecurity", m_manager.ZdSetSecurity(m_handle, kWholeDescriptor, descriptor), m_name);
+}
+
+void CRemoteFile::End(DWORD deleteFlag) {
+    const Handle handle = std::exchange(m_handle, 0);
+    const DWORD closed = m_manager.ZdCloseFile(handle, deleteFlag);
+    const DWORD released = m_manager.ZdReleaseFile(handle);
+    CheckCode("ZdCloseFile", closed, m_name);
+    CheckCode("ZdReleaseFile", released, m_name);
+}
+
+ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD access) {
+    DWORD asFile = ERROR_SUCCESS;
+    for (const ObjectKind kind : {ObjectKind::File, ObjectKind::Directory}) {
+        Handle handle = 0;
+        const DWORD code = Open(manager, OpenRequest{name, kind, kZdOpen, access}, &handle, nullptr);
+        if (code == ERROR_SUCCESS) {
+            manager.ZdCloseFile(handle, /*deleteFlag=*/0);
+            manager.ZdReleaseFile(handle);
+            return kind;
+        }
+        if (kind == ObjectKind::File) asFile = code;
+    }
+    ThrowFailure("ZdCreateFile", asFile, name);
+}
+
+}  // namespace zd

@@ -1,0 +1,109 @@
+#include "Session.h"
+
+#include "Failure.h"
+#include "LocalFile.h"
+#include "Settings.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+// How long the end of the session waits for the log to be written out.
+constexpr DWORD kLogWaitMilliseconds = 30000;
+
+std::wstring PluginBesideProgram() {
+    std::wstring path(32768, L'\0');
+    const DWORD length = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (length == 0 || length >= path.size()) throw CFatalFailure("cannot tell where this program stands");
+    path.resize(length);
+    path.resize(path.rfind(L'\\') + 1);
+    return path + L"ZdvfsProtocol.dll";
+}
+
+template <std::size_t kWidth>
+void CopyField(wchar_t (&field)[kWidth], const std::string& text, const char* option) {
+    const std::wstring wide = ToWide(text);
+    if (wide.size() >= kWidth) {
+        throw CUsageError(std::string(option) + ": at most " + std::to_string(kWidth - 1) + " characters");
+    }
+    wide.copy(field, wide.size());
+}
+
+}  // namespace
+
+CSession::~CSession() {
+    try {
+        End();
+    } catch (const CFailure&) {
+        // Whoever wants to know has called End before.
+    }
+}
+
+IProtocolManager& CSession::Manager() {
+    if (m_manager == nullptr) Load();
+    if (!m_connected) Connect();
+    return *m_manager;
+}
+
+void CSession::Load() {
+    if (m_module == nullptr) {
+        const std::wstring path =
+            m_options.plugin.empty() ? PluginBesideProgram() : AbsolutePath(ToWide(m_options.plugin));
+        // The plug-in's own libraries stand beside it, which need not be where this program stands.
+        m_module = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        if (m_module == nullptr) {
+            throw CFatalFailure(DescribeFailure("loading the plug-in", ::GetLastError(), path));
+        }
+    }
+    const auto address = ::GetProcAddress(m_module, "GetProtocol");
+    if (address == nullptr) throw CFatalFailure(DescribeFailure("looking up GetProtocol", ::GetLastError(), L""));
+    const auto getProtocol = reinterpret_cast<GetProtocolFunction>(reinterpret_cast<void*>(address));
+    if (m_logger == nullptr) m_logger = std::make_unique<CLogger>();
+    m_logger->formerMakerKeys = FormerTreeInUse();
+    void* hostContext = this;
+    m_manager = getProtocol(&hostContext, m_logger.get());
+    if (m_manager == nullptr) throw CFatalFailure("GetProtocol answered no object");
+}
+
+void CSession::Connect() {
+    ConnectParameters parameters{};
+    CopyField(parameters.poolName, m_options.pool, "--pool");
+    CopyField(parameters.secondName, m_options.second, "--second");
+    CopyField(parameters.thirdName, m_options.third, "--third");
+    const std::wstring pool = ToWide(m_options.pool);
+    DWORD code = ERROR_SUCCESS;
+    try {
+        code = m_manager->ZdConnect(&parameters);
+    } catch (unsigned long thrown) {
+        throw CFatalFailure(DescribeFailure("ZdConnect (thrown)", thrown, pool));
+    }
+    if (code != ERROR_SUCCESS) throw CFatalFailure(DescribeFailure("ZdConnect", code, pool));
+    m_connected = true;
+}
+
+void CSession::End() {
+    DWORD disconnected = ERROR_SUCCESS;
+    if (m_manager != nullptr) {
+        if (m_connected) disconnected = m_manager->ZdDisconnect();
+        m_connected = false;
+        m_manager->Release();
+        m_manager = nullptr;
+    }
+    bool stopped = true;
+    if (m_logger != nullptr) {
+        stopped = m_logger->Stop(kLogWaitMilliseconds);
+        if (stopped) {
+            m_logger.reset();
+        } else {
+            // The thread still uses it; the process ends soon and takes both with it.
+            static_cast<void>(m_logger.release());
+        }
+    }
+    if (m_module != nullptr && stopped) ::FreeLibrary(m_module);
+    m_module = nullptr;
+    if (disconnected != ERROR_SUCCESS) ThrowFailure("ZdDisconnect", disconnected, ToWide(m_options.pool));
+    if (!stopped) throw CFailure("the plug-in's log could not be finished");
+}
+
+}  // namespace zd

@@ -1,0 +1,49 @@
+// One loaded plug-in, its log and its connection to a pool.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+#include "IProtocolManager.h"
+#include "Logger.h"
+
+namespace zd {
+
+struct SessionOptions {
+    std::string plugin;  // path of the plug-in; empty: ZdvfsProtocol.dll beside this program
+    std::string pool = "pool";
+    std::string second;
+    std::string third;
+};
+
+// Loads and connects when it is first needed, so that commands without a connection need no plug-in. One thread.
+class CSession {
+public:
+    explicit CSession(SessionOptions options) : m_options(std::move(options)) {}
+    // Ends the session; what fails then is not reported.
+    ~CSession();
+    CSession(const CSession&) = delete;
+    CSession& operator=(const CSession&) = delete;
+
+    // The connected plug-in. Throws CFatalFailure where it cannot be loaded or connected, CUsageError for names that do
+    // not fit the connection's record.
+    IProtocolManager& Manager();
+
+    // Disconnects, releases the plug-in's object and lets the log finish, so that no line is lost. Throws CFailure
+    // where one of these fails; the rest is done all the same.
+    void End();
+
+private:
+    void Load();
+    void Connect();
+
+    SessionOptions m_options;
+    HMODULE m_module = nullptr;
+    std::unique_ptr<CLogger> m_logger;  // outlives the plug-in's object and the thread that writes the log
+    IProtocolManager* m_manager = nullptr;
+    bool m_connected = false;
+};
+
+}  // namespace zd

@@ -1,0 +1,247 @@
+#include "Settings.h"
+
+#include <utility>
+#include <vector>
+
+#include "Failure.h"
+
+namespace zd {
+
+namespace {
+
+constexpr wchar_t kPoolList[] = L"ZDVFS\\SpaList";
+constexpr wchar_t kPoolFile[] = L"ConfigFilePath";
+constexpr wchar_t kPoolDirectory[] = L"TopLevelDirectory";
+
+constexpr Setting kSettings[] = {
+    {"--agent-path", SettingsKey::Agent, L"path", SettingKind::Folder, "FOLDER",
+     "Folder of zd.conf and of the pools' .cfg files (default: the folder of the host program)"},
+    {"--log-path", SettingsKey::Agent, L"logpath", SettingKind::Path, "FOLDER",
+     "Folder of the log files (default: \"log\" below the agent folder)"},
+    {"--config-file", SettingsKey::Agent, L"ConfigFilePath", SettingKind::Path, "FILE",
+     "Configuration file of agent types other than 1 to 3"},
+    {"--agent-key-type", SettingsKey::Agent, L"AgentType", SettingKind::Number, "N",
+     "Agent type, read where --agent-type is not set (default 0)"},
+    {"--agent-type", SettingsKey::Zdvfs, L"AgentType", SettingKind::Number, "N",
+     "Agent type; other than 0 makes connections look for a configuration file"},
+    {"--max-file-size-mb", SettingsKey::Zdvfs, L"MaxFileSizeMB", SettingKind::Number, "N",
+     "Size of a fragment in MiB (default 51200)"},
+    {"--max-open-fragments", SettingsKey::Zdvfs, L"MaxOpenFragments", SettingKind::Number, "N",
+     "Fragments of one handle that are open at once (default 100)"},
+    {"--local-cache-off", SettingsKey::Zdvfs, L"LocalCacheOff", SettingKind::Number, "0|1",
+     "1 opens files past the storage library's cache (default 0)"},
+    {"--edb-direct-io", SettingsKey::Zdvfs, L"EDB DIRECT IO", SettingKind::Number, "0|1",
+     "0 opens written .edb files for reading too, and through the cache (default 1)"},
+    {"--highest-valid-name-char", SettingsKey::Zdvfs, L"HighestValidNameChar", SettingKind::Number, "N",
+     "Highest character that names may hold; 0 allows all (default 0)"},
+    {"--sync-file-count", SettingsKey::Zdvfs, L"SyncFileCount", SettingKind::Number, "N",
+     "File count handed to the storage library (default 1000)"},
+    {"--task-close-wait", SettingsKey::Zdvfs, L"TaskCloseWait", SettingKind::Number, "SECONDS",
+     "Quiet time after which the storage task may stop (default 900)"},
+    {"--task-time-add", SettingsKey::Zdvfs, L"TaskTimeAdd", SettingKind::Number, "SECONDS",
+     "Time added when the storage task is renewed; 0 turns renewal off (default 600)"},
+    {"--debug-level", SettingsKey::Zdvfs, L"DebugLevel", SettingKind::Number, "N",
+     "Level of the log: 1 errors, 2 warnings, 3 notices, 6 everything (default 1)"},
+    {"--log-suppress", SettingsKey::Zdvfs, L"LogSuppressRepeatedMessages", SettingKind::Number, "0|1",
+     "1 leaves repeated lines out of the log (default 0)"},
+    {"--log-num-msgs", SettingsKey::Zdvfs, L"LogNumMsgs", SettingKind::Number, "N",
+     "Different lines remembered when looking for repetition (default 16)"},
+    {"--log-occur-limit", SettingsKey::Zdvfs, L"LogOccurLimit", SettingKind::Number, "N",
+     "Repetitions after which a summary is written (default 1000)"},
+    {"--log-time-limit", SettingsKey::Zdvfs, L"LogTimeLimit", SettingKind::Number, "SECONDS",
+     "Time after which a summary is written (default 60)"},
+    {"--log-chars-for-match", SettingsKey::Zdvfs, L"LogNumCharsForMatch", SettingKind::Number, "N",
+     "Leading characters that make two lines equal (default 256)"},
+    {"--log-update-interval", SettingsKey::Zdvfs, L"LogSuppressorUpdateInterval", SettingKind::Number, "SECONDS",
+     "How often these log settings are read again (default 60)"},
+};
+
+const wchar_t* NameOf(SettingsKey key) {
+    return key == SettingsKey::Zdvfs ? L"ZDVFS" : L"Agent";
+}
+
+std::wstring PathOf(SettingsTree tree, const std::wstring& below) {
+    return below.empty() ? RootOf(tree) : RootOf(tree) + (L"\\" + below);
+}
+
+class CKey {
+public:
+    CKey() = default;
+    CKey(CKey&& other) noexcept : m_key(std::exchange(other.m_key, nullptr)) {}
+    CKey(const CKey&) = delete;
+    CKey& operator=(const CKey&) = delete;
+    CKey& operator=(CKey&&) = delete;
+    ~CKey() {
+        if (m_key != nullptr) ::RegCloseKey(m_key);
+    }
+
+    static CKey Create(const std::wstring& path) {
+        CKey key;
+        const LSTATUS status = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
+                                                 nullptr, &key.m_key, nullptr);
+        CheckCode("RegCreateKeyEx", static_cast<DWORD>(status), L"HKEY_LOCAL_MACHINE\\" + path);
+        return key;
+    }
+
+    // Empty where there is no such key.
+    static CKey Open(const std::wstring& path, REGSAM access) {
+        CKey key;
+        const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, access, &key.m_key);
+        if (status != ERROR_FILE_NOT_FOUND) {
+            CheckCode("RegOpenKeyEx", static_cast<DWORD>(status), L"HKEY_LOCAL_MACHINE\\" + path);
+        }
+        return key;
+    }
+
+    explicit operator bool() const { return m_key != nullptr; }
+    HKEY Get() const { return m_key; }
+
+    void Store(const wchar_t* name, DWORD type, const void* data, std::size_t size) const {
+        const LSTATUS status =
+            ::RegSetValueExW(m_key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
+        CheckCode("RegSetValueEx", static_cast<DWORD>(status), name);
+    }
+
+    void StoreString(const wchar_t* name, const std::wstring& text) const {
+        Store(name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+    }
+
+    void Remove(const wchar_t* name) const {
+        const LSTATUS status = ::RegDeleteValueW(m_key, name);
+        if (status != ERROR_FILE_NOT_FOUND) CheckCode("RegDeleteValue", static_cast<DWORD>(status), name);
+    }
+
+    std::vector<std::wstring> Subkeys() const {
+        std::vector<std::wstring> names;
+        wchar_t name[260];
+        for (DWORD i = 0;; ++i) {
+            DWORD length = 260;
+            if (::RegEnumKeyExW(m_key, i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+            names.emplace_back(name, length);
+        }
+        return names;
+    }
+
+    // "DebugLevel = 6"; nothing where the value is not set.
+    std::optional<std::wstring> Shown(const wchar_t* name) const {
+        DWORD type = 0;
+        DWORD size = 0;
+        if (::RegQueryValueExW(m_key, name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS) return std::nullopt;
+        std::vector<BYTE> data(size + 2 * sizeof(wchar_t), BYTE{0});
+        if (::RegQueryValueExW(m_key, name, nullptr, &type, data.data(), &size) != ERROR_SUCCESS) return std::nullopt;
+        std::wstring text = std::wstring(name) + L" = ";
+        if (type == REG_DWORD && size == sizeof(DWORD)) {
+            DWORD number = 0;
+            std::copy_n(data.data(), sizeof(number), reinterpret_cast<BYTE*>(&number));
+            return text + std::to_wstring(number);
+        }
+        if (type == REG_SZ || type == REG_EXPAND_SZ) {
+            std::wstring value(size / sizeof(wchar_t) + 1, L'\0');
+            std::copy_n(data.data(), size / sizeof(wchar_t) * sizeof(wchar_t), reinterpret_cast<BYTE*>(value.data()));
+            value.resize(value.find(L'\0'));
+            return text + L"\"" + value + L"\"";
+        }
+        return text + L"(" + std::to_wstring(size) + L" bytes of type " + std::to_wstring(type) + L")";
+    }
+
+private:
+    HKEY m_key = nullptr;
+};
+
+// A key that still holds something stays.
+void RemoveIfEmpty(SettingsTree tree, const std::wstring& below) {
+    const std::wstring path = PathOf(tree, below);
+    DWORD values = 0;
+    DWORD subkeys = 0;
+    {
+        const CKey key = CKey::Open(path, KEY_READ);
+        if (!key) return;
+        if (::RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr,
+                               nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+            return;
+        }
+    }
+    if (values != 0 || subkeys != 0) return;
+    const LSTATUS status = ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
+    CheckCode("RegDeleteKey", static_cast<DWORD>(status), L"HKEY_LOCAL_MACHINE\\" + path);
+}
+
+bool Exists(SettingsTree tree) {
+    HKEY key = nullptr;
+    const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, RootOf(tree), 0, KEY_READ | KEY_WRITE, &key);
+    if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+    return status == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+std::span<const Setting> Settings() {
+    return kSettings;
+}
+
+const wchar_t* RootOf(SettingsTree tree) {
+    return tree == SettingsTree::Present ? L"SOFTWARE\\Orvane\\Zendra" : L"SOFTWARE\\Halvern\\Zendra";
+}
+
+bool FormerTreeInUse() {
+    return !Exists(SettingsTree::Present) && Exists(SettingsTree::Former);
+}
+
+void StoreNumber(SettingsTree tree, const Setting& setting, std::uint32_t number) {
+    CKey::Create(PathOf(tree, NameOf(setting.key))).Store(setting.value, REG_DWORD, &number, sizeof(number));
+}
+
+void StoreText(SettingsTree tree, const Setting& setting, const std::wstring& text) {
+    CKey::Create(PathOf(tree, NameOf(setting.key))).StoreString(setting.value, text);
+}
+
+void StorePoolFile(SettingsTree tree, const std::wstring& pool, const std::wstring& file) {
+    CKey::Create(PathOf(tree, std::wstring(kPoolList) + L"\\" + pool)).StoreString(kPoolFile, file);
+}
+
+void ClearSettings(SettingsTree tree) {
+    for (const Setting& setting : kSettings) {
+        const CKey key = CKey::Open(PathOf(tree, NameOf(setting.key)), KEY_READ | KEY_WRITE);
+        if (key) key.Remove(setting.value);
+    }
+    std::vector<std::wstring> pools;
+    {
+        const CKey list = CKey::Open(PathOf(tree, kPoolList), KEY_READ);
+        if (list) pools = list.Subkeys();
+    }
+    for (const std::wstring& pool : pools) {
+        const std::wstring below = std::wstring(kPoolList) + L"\\" + pool;
+        {
+            const CKey key = CKey::Open(PathOf(tree, below), KEY_READ | KEY_WRITE);
+            if (!key) continue;
+            key.Remove(kPoolFile);
+            key.Remove(kPoolDirectory);
+        }
+        RemoveIfEmpty(tree, below);
+    }
+    for (const wchar_t* below : {kPoolList, L"ZDVFS", L"Agent", L""}) RemoveIfEmpty(tree, below);
+}
+
+bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring&)>& line) {
+    if (!CKey::Open(RootOf(tree), KEY_READ)) return false;
+    for (const Setting& setting : kSettings) {
+        const CKey key = CKey::Open(PathOf(tree, NameOf(setting.key)), KEY_READ);
+        if (!key) continue;
+        const auto shown = key.Shown(setting.value);
+        if (shown) line(std::wstring(NameOf(setting.key)) + L"\\" + *shown);
+    }
+    const CKey list = CKey::Open(PathOf(tree, kPoolList), KEY_READ);
+    if (!list) return true;
+    for (const std::wstring& pool : list.Subkeys()) {
+        const std::wstring below = std::wstring(kPoolList) + L"\\" + pool;
+        const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
+        if (!key) continue;
+        for (const wchar_t* name : {kPoolFile, kPoolDirectory}) {
+            const auto shown = key.Shown(name);
+            line(below + L"\\" + (shown ? *shown : name + std::wstring(L" is not set")));
+        }
+    }
+    return true;
+}
+
+}  // namespace zd

@@ -1,0 +1,50 @@
+// The registry values that the plug-in reads, as a table: what `zdhost setup` writes, shows and removes.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace zd {
+
+// The two trees under HKEY_LOCAL_MACHINE. The plug-in uses the former maker's only where the other one is missing.
+enum class SettingsTree { Present, Former };
+
+// The key of a value below the tree's root.
+enum class SettingsKey { Zdvfs, Agent };
+
+enum class SettingKind { Number, Text, Folder, Path };
+
+struct Setting {
+    const char* option;    // the option of `zdhost setup`
+    SettingsKey key;       // where the value stands
+    const wchar_t* value;  // its name
+    SettingKind kind;      // Number is REG_DWORD, all others REG_SZ; Folder ends in a separator
+    const char* shownAs;   // the argument in the help
+    const char* help;      // what the value does, with its default
+};
+
+// Every value but those of the pools' subkeys.
+std::span<const Setting> Settings();
+
+// "SOFTWARE\Orvane\Zendra" or "SOFTWARE\Halvern\Zendra".
+const wchar_t* RootOf(SettingsTree tree);
+
+// True where only the former maker's tree exists, which is then the one in use.
+bool FormerTreeInUse();
+
+// These throw CFailure that names the system's code and the key.
+void StoreNumber(SettingsTree tree, const Setting& setting, std::uint32_t number);
+void StoreText(SettingsTree tree, const Setting& setting, const std::wstring& text);
+// Registers a pool's configuration file.
+void StorePoolFile(SettingsTree tree, const std::wstring& pool, const std::wstring& file);
+// Removes every value of the table, the pools' subkeys, and the keys that are empty then. Other values stay.
+void ClearSettings(SettingsTree tree);
+// Calls `line` with "ZDVFS\DebugLevel = 6" and so on for every value that is set; true where the tree exists.
+bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring&)>& line);
+
+}  // namespace zd

@@ -1,0 +1,82 @@
+#include <windows.h>
+
+#include <sddl.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "CommandTable.h"
+#include "Failure.h"
+#include "Output.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+struct AclOptions {
+    std::string remote;
+    std::string text;
+};
+
+void ShowAcl(CommandContext& context, const AclOptions& options) {
+    const std::wstring name = RemoteName(options.remote);
+    IProtocolManager& manager = context.session.Manager();
+    CRemoteFile object(manager, {name, KindOf(manager, name, READ_CONTROL), kZdOpen, READ_CONTROL});
+    const std::wstring text = object.SecurityText();
+    object.Finish();
+    WriteLine(ToUtf8(text));
+}
+
+void StoreAcl(CommandContext& context, const AclOptions& options) {
+    constexpr DWORD kAccess = WRITE_DAC | WRITE_OWNER;
+    const std::wstring name = RemoteName(options.remote);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (::ConvertStringSecurityDescriptorToSecurityDescriptorW(ToWide(options.text).c_str(), SDDL_REVISION_1,
+                                                               &descriptor, nullptr) == FALSE) {
+        ThrowFailure("reading the descriptor's text", ::GetLastError(), ToWide(options.text));
+    }
+    const std::unique_ptr<void, decltype(&::LocalFree)> owner(descriptor, &::LocalFree);
+    IProtocolManager& manager = context.session.Manager();
+    CRemoteFile object(manager, {name, KindOf(manager, name, kAccess), kZdOpen, kAccess});
+    object.SetSecurity(descriptor);
+    object.Finish();
+}
+
+CommandAction DescribeAcl(CLI::App& command) {
+    auto options = std::make_shared<AclOptions>();
+    command.require_subcommand(1);
+    CLI::App* get = command.add_subcommand("get", "Show the descriptor of a file or directory as SDDL text");
+    get->add_option("REMOTE", options->remote, "The file or directory")->required()->type_name("");
+    get->footer(
+        "The first look at an object without a stored descriptor stores one that makes the caller its owner.\n"
+        "\n"
+        "Example:\n"
+        "  zdhost acl get /docs/report.pdf");
+    CLI::App* set = command.add_subcommand("set", "Replace the descriptor of a file or directory");
+    set->add_option("REMOTE", options->remote, "The file or directory")->required()->type_name("");
+    set->add_option("SDDL", options->text, "The whole new descriptor")->required()->type_name("");
+    set->footer(
+        "The text replaces everything that was stored; what it leaves out is gone. Specific rights such as FA or "
+        "0x1f01ff\n"
+        "are checked as they stand, generic ones such as GA grant an impersonated caller no data access.\n"
+        "\n"
+        "Example:\n"
+        "  zdhost acl set /docs/report.pdf \"O:BAG:BAD:(A;;FA;;;BA)(A;;0x1200a9;;;WD)\"");
+    command.footer(
+        "Examples:\n"
+        "  zdhost acl get /docs/report.pdf\n"
+        "  zdhost acl set /docs/report.pdf \"O:BAG:BAD:(A;;FA;;;BA)\"");
+    return [options, get](CommandContext& context) {
+        get->parsed() ? ShowAcl(context, *options) : StoreAcl(context, *options);
+    };
+}
+
+}  // namespace
+
+extern const Command kAclCommand;
+const Command kAclCommand{"acl", "Show or replace a security descriptor", &DescribeAcl};
+
+}  // namespace zd

@@ -1,0 +1,48 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "CommandTable.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+
+namespace zd {
+
+namespace {
+
+struct MakeOptions {
+    std::string remote;
+    bool parents = false;
+};
+
+void Make(IProtocolManager& manager, const std::wstring& name, DWORD disposition) {
+    CRemoteFile directory(manager, {name, ObjectKind::Directory, disposition, FILE_LIST_DIRECTORY});
+    directory.Finish();
+}
+
+void MakeDirectory(CommandContext& context, const MakeOptions& options) {
+    const std::wstring name = RemoteName(options.remote);
+    IProtocolManager& manager = context.session.Manager();
+    if (!options.parents) return Make(manager, name, kZdCreate);
+    for (std::size_t end = 0; end < name.size();) {
+        end = std::min(name.find(L'\\', end + 1), name.size());
+        Make(manager, name.substr(0, end), kZdOpenIf);
+    }
+}
+
+CommandAction DescribeMakeDirectory(CLI::App& command) {
+    auto options = std::make_shared<MakeOptions>();
+    command.add_option("REMOTE", options->remote, "The directory to make")->required()->type_name("");
+    command.add_flag("-p,--parents", options->parents, "Make missing parents too; what exists is no failure");
+    command.footer(
+        "Examples:\n"
+        "  zdhost mkdir /docs\n"
+        "  zdhost mkdir -p /images/2026/november");
+    return [options](CommandContext& context) { MakeDirectory(context, *options); };
+}
+
+}  // namespace
+
+extern const Command kMakeDirectoryCommand;
+const Command kMakeDirectoryCommand{"mkdir", "Make a directory", &DescribeMakeDirectory};
+
+}  // namespace zd

@@ -1,0 +1,44 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "CommandTable.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+
+namespace zd {
+
+namespace {
+
+struct RemoveOptions {
+    std::vector<std::string> remotes;
+    bool directory = false;
+};
+
+void Remove(CommandContext& context, const RemoveOptions& options) {
+    const ObjectKind kind = options.directory ? ObjectKind::Directory : ObjectKind::File;
+    for (const std::string& remote : options.remotes) {
+        CRemoteFile object(context.session.Manager(), {RemoteName(remote), kind, kZdOpen, DELETE});
+        object.FinishAndDelete();
+    }
+}
+
+CommandAction DescribeRemove(CLI::App& command) {
+    auto options = std::make_shared<RemoveOptions>();
+    command.add_option("REMOTE", options->remotes, "What to remove, in this order")->required()->type_name("");
+    command.add_flag("-d,--directory", options->directory, "Remove empty directories instead of files");
+    command.footer(
+        "A file goes with all its fragments. The first failure ends the command.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost rm /docs/report.pdf\n"
+        "  zdhost rm -d /docs");
+    return [options](CommandContext& context) { Remove(context, *options); };
+}
+
+}  // namespace
+
+extern const Command kRemoveCommand;
+const Command kRemoveCommand{"rm", "Remove files or empty directories", &DescribeRemove};
+
+}  // namespace zd

@@ -1,0 +1,115 @@
+#include <CLI/CLI.hpp>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "CommandTable.h"
+#include "Failure.h"
+#include "LocalFile.h"
+#include "Output.h"
+#include "Settings.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+struct SetupOptions {
+    std::vector<std::string> values;     // by position in Settings()
+    std::vector<CLI::Option*> given;     // the same
+    std::vector<std::string> poolFiles;  // POOL=FILE
+    bool former = false;
+    bool show = false;
+    bool clear = false;
+};
+
+std::string CheckNumber(std::string& text) {
+    if (ParseNumber(text, std::numeric_limits<std::uint32_t>::max())) return {};
+    return "\"" + text + "\" is no number from 0 to 4294967295";
+}
+
+void Store(SettingsTree tree, const Setting& setting, const std::string& value) {
+    if (setting.kind == SettingKind::Number) {
+        const auto number = ParseNumber(value, std::numeric_limits<std::uint32_t>::max());
+        return StoreNumber(tree, setting, static_cast<std::uint32_t>(number.value()));
+    }
+    std::wstring path = AbsolutePath(ToWide(value));
+    if (setting.kind == SettingKind::Folder && path.back() != L'\\') path.push_back(L'\\');
+    StoreText(tree, setting, path);
+}
+
+void StorePool(SettingsTree tree, const std::string& pair) {
+    const std::size_t middle = pair.find('=');
+    if (middle == 0 || middle == std::string::npos || middle + 1 == pair.size()) {
+        throw CUsageError("--pool-config: \"" + pair + "\" is not of the form POOL=FILE");
+    }
+    const std::wstring pool = ToWide(std::string_view(pair).substr(0, middle));
+    if (pool.find(L'\\') != std::wstring::npos) throw CUsageError("--pool-config: a pool's name holds no \"\\\"");
+    StorePoolFile(tree, pool, AbsolutePath(ToWide(std::string_view(pair).substr(middle + 1))));
+}
+
+void Show() {
+    bool any = false;
+    for (const SettingsTree tree : {SettingsTree::Present, SettingsTree::Former}) {
+        std::vector<std::wstring> lines;
+        if (!ShowSettings(tree, [&lines](const std::wstring& line) { lines.push_back(line); })) continue;
+        any = true;
+        const bool used = (tree == SettingsTree::Former) == FormerTreeInUse();
+        WriteLine("HKEY_LOCAL_MACHINE\\" + ToUtf8(RootOf(tree)) + (used ? "" : " (not in use)"));
+        for (const std::wstring& line : lines) WriteLine("  " + ToUtf8(line));
+    }
+    if (!any) WriteLine("Nothing is set.");
+}
+
+void Setup(const SetupOptions& options) {
+    const SettingsTree tree = options.former ? SettingsTree::Former : SettingsTree::Present;
+    bool asked = options.show || options.clear || !options.poolFiles.empty();
+    if (options.clear) ClearSettings(tree);
+    const auto settings = Settings();
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        if (options.given[i]->count() == 0) continue;
+        Store(tree, settings[i], options.values[i]);
+        asked = true;
+    }
+    for (const std::string& pair : options.poolFiles) StorePool(tree, pair);
+    if (!asked) throw CUsageError("setup: nothing to do; see zdhost setup --help");
+    if (options.show) Show();
+}
+
+CommandAction DescribeSetup(CLI::App& command) {
+    auto options = std::make_shared<SetupOptions>();
+    const auto settings = Settings();
+    options->values.resize(settings.size());
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        CLI::Option* option = command.add_option(settings[i].option, options->values[i], settings[i].help);
+        option->type_name(settings[i].shownAs);
+        if (settings[i].kind == SettingKind::Number) option->check(CLI::Validator(&CheckNumber, ""));
+        options->given.push_back(option);
+    }
+    command.add_option("--pool-config", options->poolFiles, "Configuration file of a pool for agent types 1 to 3")
+        ->type_name("POOL=FILE")
+        ->allow_extra_args(false);
+    command.add_flag("--former-tree", options->former,
+                     "Write the former maker's tree, used where the other is missing");
+    command.add_flag("--clear", options->clear,
+                     "First remove every value that this command knows, and the pools' keys");
+    command.add_flag("--show", options->show, "Show what is set, after the changes");
+    command.footer(
+        "Writes what the plug-in reads from HKEY_LOCAL_MACHINE when it starts, which takes administrator rights. "
+        "Numbers\n"
+        "may be hexadecimal (0x7f). Paths are stored whole.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost setup --agent-path C:\\agent --log-path C:\\logs --max-file-size-mb 1 --debug-level 6\n"
+        "  zdhost setup --agent-type 1 --pool-config pool=C:\\agent\\pool.cfg\n"
+        "  zdhost setup --show\n"
+        "  zdhost setup --clear");
+    return [options](CommandContext&) { Setup(*options); };
+}
+
+}  // namespace
+
+extern const Command kSetupCommand;
+const Command kSetupCommand{"setup", "Write, show or remove the plug-in's settings in the registry", &DescribeSetup};
+
+}  // namespace zd

@@ -1,0 +1,68 @@
+#include <CLI/CLI.hpp>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "Arguments.h"
+#include "CommandTable.h"
+#include "Failure.h"
+#include "LocalFile.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+#include "Transfer.h"
+
+namespace zd {
+
+namespace {
+
+struct WriteOptions {
+    std::string remote;
+    std::string local;
+    std::string offset;
+};
+
+void Write(CommandContext& context, const WriteOptions& options) {
+    const std::wstring name = RemoteName(options.remote);
+    CLocalReader local(ToWide(options.local), context.standardInputFree);
+    CRemoteFile remote(context.session.Manager(), {name, ObjectKind::File, kZdOpen, FILE_WRITE_DATA});
+    CTransfer transfer("write", ToUtf8(name), local.Size(), context.quiet);
+    std::vector<char> piece(kPieceSize);
+    std::int64_t offset = SizeOf(options.offset);
+    while (const DWORD got = local.Read(piece.data(), kPieceSize)) {
+        if (offset > std::numeric_limits<std::int64_t>::max() - static_cast<std::int64_t>(got)) {
+            throw CUsageError("--offset: the data would not end below 2^63");
+        }
+        remote.Write(offset, piece.data(), got);
+        offset += got;
+        transfer.Advance(got);
+    }
+    remote.Finish();
+    transfer.Report();
+}
+
+CommandAction DescribeWrite(CLI::App& command) {
+    auto options = std::make_shared<WriteOptions>();
+    command.add_option("REMOTE", options->remote, "The file in the pool; it must exist")->required()->type_name("");
+    command.add_option("LOCAL", options->local, "The local file with the new bytes; - is standard input")
+        ->required()
+        ->type_name("");
+    command.add_option("--offset", options->offset, "Where the first byte goes (K, M, G, T for powers of 1024)")
+        ->required()
+        ->type_name("N")
+        ->check(SizeValidator());
+    command.footer(
+        "What stands before and behind the new bytes stays. Behind the end the file grows; bytes between read as "
+        "zero.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost write /images/big.iso patch.bin --offset 1M\n"
+        "  printf abc | zdhost write /docs/notes.txt - --offset 10");
+    return [options](CommandContext& context) { Write(context, *options); };
+}
+
+}  // namespace
+
+extern const Command kWriteCommand;
+const Command kWriteCommand{"write", "Overwrite bytes in the middle of a file", &DescribeWrite};
+
+}  // namespace zd

@@ -1,0 +1,22 @@
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "CommandLine.h"
+#include "Failure.h"
+#include "Interrupt.h"
+#include "Output.h"
+#include "Text.h"
+
+int wmain(int count, wchar_t** words) {
+    try {
+        zd::PrepareStreams();
+        zd::CatchInterrupts();
+        std::vector<std::string> arguments;
+        for (int i = 1; i < count; ++i) arguments.push_back(zd::ToUtf8(words[i]));
+        return zd::RunCommandLine(arguments);
+    } catch (const std::exception& error) {
+        zd::WriteError(error.what());
+        return zd::kExitFailed;
+    }
+}

@@ -1,0 +1,178 @@
+# zdhost over a plug-in that fails on request: no failure is missed, none leaves something half done. Read by "run".
+export ZDHOST_FAKE="" ZDHOST_FAKE_REPORT=""
+report=$(printf 'Z:%s/report' "$work")
+ZDHOST_FAKE_REPORT=$report
+make_file three 3145728 three
+small="$here/run"
+
+# Runs with a fault and the fake plug-in; --quiet leaves only what went wrong.
+with() {
+    ZDHOST_FAKE=$1
+    shift
+    rm -f report
+    : >report
+    run --quiet --plugin "$fake" "$@"
+}
+
+echo "the connection"
+with "" --pool käse --second zwei --third drei mkdir /d
+ends 0
+says_nothing
+holds 'grep -q "^connected pool=kdse second=zwei third=drei open=0 disconnected$" report'
+with "ZdConnect=53" mkdir /d
+ends 1
+says "zdhost: ZdConnect failed: 53 ("
+says ") pool"
+holds '[ "$(cat report)" = "" ]'
+with "connect-throws" mkdir /d
+ends 1
+says "zdhost: ZdConnect (thrown) failed: 1117 ("
+with "no-object" mkdir /d
+ends 1
+says "GetProtocol answered no object"
+with "ZdDisconnect=31" mkdir /d
+ends 1
+says "ZdDisconnect failed: 31 ("
+
+echo "one connection for a script, handles given back"
+cat >in <<'END'
+mkdir "/a b"
+put three '/a b/it''s'
+cp "/a b/it's" /copy
+append /copy "/a b/it's"
+truncate /copy 2M
+rm /copy
+cat "/a b/it's" --offset 2M --length 10
+END
+with "" script
+ends 0
+says_nothing
+holds '[ "$(cat report)" = "connected pool=pool second= third= open=0 disconnected" ]'
+tail -c +2097153 three | head -c 10 >expected
+same expected out
+# A refused connection ends the script, whatever else is asked.
+printf 'mkdir /d\nmkdir /e\n' >in
+with "ZdConnect=53" script --keep-going
+ends 1
+says "line 1: ZdConnect failed: 53 ("
+holds '! grep -q "line 2" err'
+: >in
+
+echo "failing operations are named, with code and path"
+with "ZdCreateFile=5" put three /x
+ends 1
+says "zdhost: ZdCreateFile failed: 5 ("
+says ') \x'
+with "ZdWriteFile=112" put three dir/x
+ends 1
+says "zdhost: ZdWriteFile failed: 112 ("
+says ') \dir\x'
+holds 'grep -q "open=0 disconnected" report'
+with "short-write" put three /x
+ends 1
+says "ZdWriteFile (short count) failed"
+with "ZdCloseFile=1117" put three /x
+ends 1
+says "ZdCloseFile failed: 1117 ("
+holds 'grep -q "open=0 disconnected" report'
+with "ZdReleaseFile=6" put three /x
+ends 1
+says "ZdReleaseFile failed: 6 ("
+printf 'put three /x\nacl get /x\n' >in
+with "ZdGetSecurity=5" script
+ends 1
+says 'line 2: ZdGetSecurity failed: 5 ('
+printf 'put three /x\nacl set /x D:(A;;FA;;;WD)\n' >in
+with "ZdSetSecurity=1338" script
+ends 1
+says 'line 2: ZdSetSecurity failed: 1338 ('
+printf 'put three /x\nacl set /x nonsense\n' >in
+with "" script
+ends 1
+says "line 2: reading the descriptor's text failed: "
+printf 'put three /x\ntruncate /x 1\n' >in
+with "ZdSetFileSize=112" script
+ends 1
+says 'line 2: ZdSetFileSize failed: 112 ('
+printf 'put three /x\ncp /x /y\n' >in
+with "ZdAppendFile=6" script
+ends 1
+says 'line 2: ZdAppendFile failed: 6 ('
+with "short-append" script
+ends 1
+says 'line 2: ZdAppendFile left 3145727 bytes where 3145728 are due: \y'
+printf 'put three /x\ncp /x \\X\n' >in
+with "" script
+ends 2
+says 'source and target are the same file'
+printf 'put three /x\nmkdir /d\ncp /d/../x //x\n' >in
+with "" script
+ends 2
+says 'line 3: cp: source and target are the same file'
+
+echo "a get that fails leaves the local file alone"
+printf 'as it was' >before
+cp before mine
+printf 'put three /x\nget /x mine\n' >in
+with "early-end" script
+ends 1
+says 'line 2: ZdReadFile (data ends early) failed: 38 ('
+same before mine
+holds '[ "$(ls | grep -c "zdhost-")" = 0 ]'
+with "" script
+ends 0
+same three mine
+printf 'put three /x\nget /x folder\n' >in
+mkdir folder
+with "" script
+ends 1
+says 'line 2: the local name is a directory'
+printf 'put three /x\nget /x no/such/place\n' >in
+with "" script
+ends 1
+says 'line 2: creating the local file failed: 3 ('
+: >in
+
+echo "names and bytes"
+with "" get /nothing mine
+ends 1
+says 'zdhost: ZdCreateFile failed: 2 ('
+same three mine
+cp three 'ein Name mit Blanks ü 日本 𝄞'
+printf 'put "ein Name mit Blanks ü 日本 𝄞" "[1]"\nget [1] "zurück 𝄞"\n' >in
+with "" script
+ends 0
+same three 'zurück 𝄞'
+: >empty
+printf 'put empty /e\nget /e empty-back\ncat /e\ncat /e --offset 5 --length 7\n' >in
+with "" script
+ends 0
+prints_nothing
+same empty empty-back
+printf 'put three /x\nmkdir -p /a/b/c\nmkdir -p /a/b\nrm -d /a/b/c\nrm -d /a/b/c\n' >in
+with "" script
+ends 1
+says 'line 5: ZdCreateFile failed: 2 ('
+# Standard input as the source.
+cp three in
+with "" put - /x
+ends 0
+with "short-write" put - /x
+ends 1
+: >in
+# Reports go to standard output where they are wanted.
+ZDHOST_FAKE=""
+run --plugin "$fake" put three /x
+ends 0
+says_nothing
+prints 'put: 3145728 bytes (3.0 MiB) in '
+prints ': \x'
+holds '[ "$(wc -l <out)" = 1 ]'
+# Standard output that takes nothing more.
+current="cat into a full device"
+printf 'put three /x\ncat /x\n' >in
+"$root/tools/wine" "$zdhost" --quiet --plugin "$fake" script <in >/dev/full 2>err
+status=$?
+: >out
+ends 1
+says "line 2: cannot write to standard output"
