@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "log/LogInitialise.h"
+#include "protocol/ProcessState.h"
 #include "protocol/RegistryKey.h"
 #include "text/Format.h"
 
@@ -72,7 +73,7 @@ bool FindRepeated(LogSuppressor& suppressor, const LogRecord& record, time_t now
 
 void Remember(LogSuppressor& suppressor, LogRecord&& record, time_t now) {
     const std::uint64_t most = std::max<std::uint64_t>(suppressor.maxMessages, 1);
-    while (suppressor.recent.size() >= most) ForgetOldest(suppressor);
+    if (suppressor.recent.size() >= most) ForgetOldest(suppressor);
     // A line that cannot be remembered is written all the same.
     if (suppressor.sink != nullptr) suppressor.sink(suppressor.sinkContext, record);
     auto owned = std::make_unique<LogRecord>(std::move(record));
@@ -137,10 +138,11 @@ void AddLine(CLogger& logger, LogRecord&& record, const CAutoCriticalSection&) {
 }
 
 void RefreshSuppression(CLogger& logger) {
-    // Before its first line the log has neither a lock nor lines to tell.
-    if (!std::atomic_ref<bool>(logger.initialised).load(std::memory_order_acquire)) {
-        Refresh(logger);
-        return;
+    const std::atomic_ref<bool> initialised(logger.initialised);
+    if (!initialised.load(std::memory_order_acquire)) {
+        // Before its first line the log has no lock of its own; whoever brings it up waits here.
+        const CAutoCriticalSection firstUse(ProcessState().m_loggerLock);
+        if (!initialised.load(std::memory_order_relaxed)) return Refresh(logger);
     }
     const CAutoCriticalSection held(logger.lock);
     Refresh(logger);

@@ -20,7 +20,7 @@ struct CHulGiver {
 
 bool HasMarker(const std::string& path) {
     ZdvfsStatRecord status{};
-    return ::ZdvfsStat(path.c_str(), &status) == 0;
+    return ::ZdvfsStat(path.c_str(), &status) >= 0;
 }
 
 // The path up to and including the slash behind its second component, empty where it has no such slash.

@@ -49,6 +49,8 @@ DWORD CProtocolManager::ZdHandleIoctl(Handle handle, DWORD request, std::uint64_
         const std::int32_t fragment = std::min(word->m_lastWritten, word->FragmentCount() - 1);
         return static_cast<DWORD>(::ZdvfsVIoctl(static_cast<int>(word->Descriptor(fragment)), static_cast<int>(request),
                                                 ArgumentList(argument)));
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
     } catch (...) {
         return kNoResult;
     }

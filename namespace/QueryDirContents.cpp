@@ -25,10 +25,10 @@ std::size_t BaseLength(const char* name) noexcept {
 
 bool ConvertName(std::string_view name, DirectoryEntry& entry) noexcept {
     constexpr int kLongest = 260;
-    const int units = name.empty() ? 0
-                                   : ::MultiByteToWideChar(CP_UTF8, 0, name.data(), static_cast<int>(name.size()),
-                                                           entry.name, kLongest);
-    if (units > 0) return true;
+    if (name.empty()) return true;
+    if (::MultiByteToWideChar(CP_UTF8, 0, name.data(), static_cast<int>(name.size()), entry.name, kLongest) > 0) {
+        return true;
+    }
     std::memset(entry.name, 0, sizeof entry.name);
     LogText(kLogError, "ERROR!:  Failed to convert ANSI file name to Unicode in ZdQueryDirContents\n");
     return false;
@@ -55,7 +55,8 @@ public:
         const bool isConverted = ConvertName(std::string_view(name, base), entry);
         if (base == whole) {
             m_entries.try_emplace(entry.name, entry);
-        } else if (isConverted) {
+        } else if (isConverted && base > 0) {
+            // The empty name stands for names that did not convert: none of these is the fragment's file.
             const auto [total, isNew] = m_fragments.try_emplace(entry.name, entry);
             if (!isNew) total->second.size += entry.size;
         }

@@ -185,6 +185,33 @@ TEST_F(LogCall, MemoryThatCannotBeHadLosesTheLineOnly) {
     EXPECT_NE(m_logger.currentProcess, nullptr);
 }
 
+// The texts are too long for the string objects to hold them without an allocation.
+TEST_F(LogCall, SuppressionSurvivesMemoryThatCannotBeHad) {
+    Adopt(6);
+    LogText(6, "first\n");
+    m_logger.suppressor.enabled = true;
+    const char* const cycle = "a line that is repeated many times, and long\n";
+    int lost = 0;
+    for (int allowed = 0; allowed < 30; ++allowed) {
+        const std::string other = "another line, which breaks the cycle, " + std::to_string(allowed) + "\n";
+        for (int i = 0; i < 3; ++i) LogText(6, cycle);  // the second one may still belong to no cycle
+        EXPECT_EQ(m_logger.suppressor.recent.size(), 1u);
+        ::SetLastError(54321);
+        t_allocationsLeft = allowed;
+        LogText(6, other.c_str());
+        if (t_allocationsLeft == 0) ++lost;
+        t_allocationsLeft = -1;
+        EXPECT_EQ(::GetLastError(), 54321u);
+        for (const RecentMessage& message : m_logger.suppressor.recent) EXPECT_NE(message.record, nullptr);
+        EXPECT_LE(m_logger.suppressor.recent.size(), 1u);
+    }
+    EXPECT_GT(lost, 0);
+    EXPECT_LT(lost, 30);
+    LogText(6, "last\n");
+    ASSERT_FALSE(Shown().empty());
+    EXPECT_EQ(Shown().back(), "last\n");
+}
+
 TEST_F(LogCall, DrainingWithoutALogOrALineIsDoneAtOnce) {
     DrainLog(INFINITE);
     Adopt(6);

@@ -1,0 +1,70 @@
+#include "NamespaceFixture.h"
+
+#include <cstdio>
+#include <thread>
+
+#include "log/ClosurePatches.h"
+
+namespace zd::test {
+
+Handle CNamespaceTest::Open(const std::wstring& name, const CreateOptions& options) {
+    m_firstDescriptor += 10;
+    Double().SetNextDescriptor(m_firstDescriptor);
+    const Created created = Create(name, options);
+    EXPECT_EQ(0U, created.code) << Narrow(name);
+    ClearLogs();
+    return created.handle;
+}
+
+void CNamespaceTest::MakeFragments(const std::string& name, const std::vector<std::int64_t>& sizes) {
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        const std::string suffix = i == 0 ? std::string() : ";F" + std::to_string(i);
+        Double().MakeFile("pool/" + name + suffix, std::string(), sizes[i]);
+    }
+}
+
+void CNamespaceTest::ConnectWithMaximum(DWORD openFragments) {
+    Registry().SetDword(kPluginKey, L"MaxOpenFragments", openFragments);
+    ASSERT_EQ(0U, Connect());
+    ClearLogs();
+}
+
+bool CNamespaceTest::TakeModified() {
+    // This refresh reads the system time only to date a change.
+    bool isRead = false;
+    CClosurePatches patches(Plugin());
+    patches.Replace<void __stdcall(FILETIME*)>("GetSystemTimeAsFileTime", [&](auto original, FILETIME* time) {
+        isRead = true;
+        original(time);
+    });
+    m_manager->ZdRefreshSettings(0, false);
+    return isRead;
+}
+
+void CNamespaceTest::ExpectUsableElsewhere(Handle handle) {
+    CGate used;
+    DWORD code = kUntouched;
+    std::thread user([&] {
+        code = m_manager->ZdSetFileBasicInfo(handle, 0, 0, 0, 0, 0);
+        used.Set();
+    });
+    if (used.Wait()) {
+        user.join();
+        EXPECT_EQ(0U, code);
+        return;
+    }
+    // The thread waits for ever, and so would the end of this process.
+    std::fputs("the handle's lock was left held\n", stderr);
+    ::TerminateProcess(::GetCurrentProcess(), kChildFailed);
+}
+
+void CNamespaceTest::SetTimes(const std::string& path, std::int64_t creation, std::int64_t access,
+                              std::int64_t modification) {
+    NodeState state = Double().State(path);
+    state.creationTime = creation;
+    state.accessTime = access;
+    state.modificationTime = modification;
+    ASSERT_TRUE(Double().SetState(path, state));
+}
+
+}  // namespace zd::test

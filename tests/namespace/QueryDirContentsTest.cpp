@@ -1,0 +1,225 @@
+// Slot 11: what a listing holds, in which order, and what it asks of the storage.
+#include "NamespaceFixture.h"
+
+namespace zd::test {
+namespace {
+
+using ::testing::ElementsAre;
+using Names = std::vector<std::wstring>;
+
+class CQueryDirContentsTest : public CNamespaceTest {
+protected:
+    void SetUp() override {
+        CNamespaceTest::SetUp();
+        Double().MakeDirectory("pool/dir");
+    }
+
+    // The listing of pool/dir where a stream on it answers these names, each of which is a file of that size.
+    Listing ListOf(const std::vector<std::pair<std::string, std::int64_t>>& files) {
+        std::vector<std::string> names;
+        for (const auto& [name, size] : files) {
+            Double().MakeFile("pool/dir/" + name, std::string(), size);
+            names.push_back(name);
+        }
+        Double().SetListing("pool/dir", names);
+        return List(Open(L"\\dir", kOpenDirectory));
+    }
+    static std::vector<std::uint64_t> Sizes(const Listing& listing) {
+        std::vector<std::uint64_t> sizes;
+        for (const DirectoryEntry& entry : listing.entries) sizes.push_back(entry.size);
+        return sizes;
+    }
+};
+
+TEST_F(CQueryDirContentsTest, ReadsTheStreamToItsEndWithOneStatusPerEntry) {
+    Double().MakeFile("pool/dir/b", "12345");
+    Double().MakeDirectory("pool/dir/a");
+    const Handle handle = Open(L"\\dir", kOpenDirectory);
+    const Listing listing = List(handle);
+    EXPECT_EQ(0U, listing.code);
+    EXPECT_EQ((Names{L".", L"..", L"a", L"b"}), listing.names) << "no entry is skipped";
+    EXPECT_CALLS("ZdvfsReaddir(dir2) = \".\"", "ZdvfsStat(\"pool/dir/.\") = 0",    //
+                 "ZdvfsReaddir(dir2) = \"..\"", "ZdvfsStat(\"pool/dir/..\") = 0",  //
+                 "ZdvfsReaddir(dir2) = \"b\"", "ZdvfsStat(\"pool/dir/b\") = 0",    //
+                 "ZdvfsReaddir(dir2) = \"a\"", "ZdvfsStat(\"pool/dir/a\") = 0",    //
+                 "ZdvfsReaddir(dir2) = null");
+    EXPECT_LOG({6, "ZdQueryDirContents Enter\n"}, {6, "ZdQueryDirContents Exit\n"});
+    EXPECT_EQ(0x4000U, listing.entries[2].mode & 0x4000);
+    EXPECT_EQ(5U, listing.entries[3].size);
+}
+
+TEST_F(CQueryDirContentsTest, RootIsListedWithoutASecondSlash) {
+    Double().MakeFile("pool/a");
+    Double().SetListing("pool", {"a"});
+    for (const wchar_t* const name : {L"\\", L"\\dir\\..\\"}) {
+        const Handle handle = Open(name, kOpenDirectory);
+        EXPECT_EQ(Names{L"a"}, List(handle).names);
+        const std::vector<std::string> calls = TakeCalls();
+        ASSERT_EQ(3U, calls.size());
+        EXPECT_EQ(name == std::wstring(L"\\") ? "ZdvfsStat(\"pool/a\") = 0" : "ZdvfsStat(\"pool/dir/../a\") = 0",
+                  calls[1]);
+    }
+}
+
+TEST_F(CQueryDirContentsTest, NameWithASlashAtItsEndGetsNoSecondOne) {
+    Double().MakeFile("pool/dir/a");
+    Double().SetListing("pool/dir", {"a"});
+    const Handle handle = Open(L"\\dir\\", kOpenDirectory);
+    EXPECT_EQ(Names{L"a"}, List(handle).names);
+    EXPECT_CALLS("ZdvfsReaddir(dir2) = \"a\"", "ZdvfsStat(\"pool/dir/a\") = 0", "ZdvfsReaddir(dir2) = null");
+}
+
+TEST_F(CQueryDirContentsTest, FieldsAreThoseOfTheStatusRecordAndTheChangeTimeIsTheCreationTime) {
+    Double().MakeFile("pool/dir/a", "hello");
+    NodeState state;
+    state.attributes = 0xA5F7;
+    state.mode = 0xFFFF81A4;
+    state.creationTime = 1;
+    state.accessTime = 0;
+    state.modificationTime = 3000;
+    ASSERT_TRUE(Double().SetState("pool/dir/a", state));
+    Double().SetListing("pool/dir", {"a"});
+    const Listing listing = List(Open(L"\\dir", kOpenDirectory));
+    ASSERT_EQ(1U, listing.entries.size());
+    const DirectoryEntry& entry = listing.entries[0];
+    EXPECT_EQ(116444736010000000U, entry.creationTime);
+    EXPECT_EQ(0U, entry.lastAccessTime);
+    EXPECT_EQ(FileTime(3000), entry.lastWriteTime);
+    EXPECT_EQ(116444736010000000U, entry.changeTime);
+    EXPECT_EQ(0xA5F7U, entry.attributes);
+    EXPECT_EQ(5U, entry.size);
+    EXPECT_EQ(0xFFFF81A4U, entry.mode);
+}
+
+TEST_F(CQueryDirContentsTest, FragmentsAreFoldedIntoTheirFile) {
+    const Listing listing = ListOf({{"small", 5}, {"big;F1", 100}, {"big", 100}});
+    EXPECT_EQ((Names{L"big", L"small"}), listing.names);
+    EXPECT_THAT(Sizes(listing), ElementsAre(200U, 5U));
+}
+
+TEST_F(CQueryDirContentsTest, FragmentsMayComeInAnyOrderAndCase) {
+    const Listing listing = ListOf({{"a;F10", 1}, {"A;F2", 10}, {"a", 100}, {"a;F1", 1000}, {"b", 7}});
+    EXPECT_EQ((Names{L"a", L"b"}), listing.names);
+    EXPECT_THAT(Sizes(listing), ElementsAre(1111U, 7U));
+}
+
+TEST_F(CQueryDirContentsTest, OtherFieldsAreThoseOfTheFileNotOfItsFragments) {
+    Double().MakeFile("pool/dir/a", "12");
+    Double().MakeFile("pool/dir/a;F1", "345");
+    SetTimes("pool/dir/a", 1, 2, 3);
+    SetTimes("pool/dir/a;F1", 11, 12, 13);
+    Double().SetListing("pool/dir", {"a;F1", "a"});
+    const Listing listing = List(Open(L"\\dir", kOpenDirectory));
+    ASSERT_EQ(1U, listing.entries.size());
+    EXPECT_EQ(FileTime(1), listing.entries[0].creationTime);
+    EXPECT_EQ(FileTime(2), listing.entries[0].lastAccessTime);
+    EXPECT_EQ(FileTime(3), listing.entries[0].lastWriteTime);
+    EXPECT_EQ(5U, listing.entries[0].size);
+}
+
+TEST_F(CQueryDirContentsTest, FragmentWithoutItsFileIsDropped) {
+    const Listing listing = ListOf({{"orphan;F1", 100}, {"orphan;F2", 100}, {"other", 5}});
+    EXPECT_EQ(Names{L"other"}, listing.names);
+    EXPECT_THAT(Sizes(listing), ElementsAre(5U));
+    const Listing none = ListOf({{"orphan;F1", 100}});
+    EXPECT_EQ(0U, none.code);
+    EXPECT_TRUE(none.entries.empty());
+}
+
+TEST_F(CQueryDirContentsTest, OnlyANumberAboveZeroMakesAFragment) {
+    static constexpr struct {
+        const char* name;
+        const wchar_t* listed;  // null: a fragment of x
+    } kRows[] = {{"x;F0", L"x;F0"},           {"x;Fa", L"x;Fa"},   {"x;F", L"x;F"},       {"x;F2a", L"x;F2a"},
+                 {"x;f1", L"x;f1"},           {"x;1", L"x;1"},     {"x;", L"x;"},         {"x;F-1", L"x;F-1"},
+                 {"x;F1 ", L"x;F1 "},         {"x;F1;", L"x;F1;"}, {"x;F0x1", L"x;F0x1"}, {"x;F1", nullptr},
+                 {"x;F2147483647", nullptr},  {"x;F007", nullptr}, {"x;F+3", nullptr},    {"x;F 3", nullptr},
+                 {"x;F99999999999", nullptr}, {"xF1", L"xF1"}};
+    for (const auto& row : kRows) {
+        const Listing listing = ListOf({{"x", 10}, {row.name, 3}});
+        if (row.listed == nullptr) {
+            EXPECT_EQ(Names{L"x"}, listing.names) << row.name;
+            EXPECT_THAT(Sizes(listing), ElementsAre(13U)) << row.name;
+        } else {
+            EXPECT_EQ((Names{L"x", row.listed}), listing.names) << row.name;
+            EXPECT_THAT(Sizes(listing), ElementsAre(10U, 3U)) << row.name;
+        }
+    }
+}
+
+TEST_F(CQueryDirContentsTest, LastSemicolonDecides) {
+    const Listing listing = ListOf({{"x;F1", 1}, {"x;F1;F2", 10}, {"x;F2;a", 100}});
+    EXPECT_EQ(Names{L"x;F2;a"}, listing.names) << "x;F1;F2 is a part of x;F1, which is no file of the listing";
+    EXPECT_THAT(Sizes(listing), ElementsAre(100U));
+    EXPECT_EQ((Names{L"x;y"}), ListOf({{"x;y;F1", 1}, {"x;y", 10}}).names);
+}
+
+TEST_F(CQueryDirContentsTest, NamesAreSortedWithoutRegardToCase) {
+    EXPECT_EQ((Names{L"alpha", L"Beta", L"Gamma"}), ListOf({{"Beta", 1}, {"alpha", 1}, {"Gamma", 1}}).names);
+    EXPECT_EQ((Names{L"a", L"a.b", L"A_", L"ab", L"Z"}),
+              ListOf({{"Z", 1}, {"ab", 1}, {"A_", 1}, {"a.b", 1}, {"a", 1}}).names);
+}
+
+TEST_F(CQueryDirContentsTest, OfNamesThatDifferInCaseOnlyTheFirstIsListed) {
+    const Listing listing = ListOf({{"File", 1}, {"file", 10}, {"FILE", 100}});
+    EXPECT_EQ(Names{L"File"}, listing.names);
+    EXPECT_THAT(Sizes(listing), ElementsAre(1U));
+    EXPECT_EQ(Names{L"file"}, ListOf({{"file", 10}, {"File", 1}}).names);
+}
+
+TEST_F(CQueryDirContentsTest, NamesAreShownInUtf16) {
+    const Listing listing = ListOf({{"\xc3\xa4\xe4\xb8\x80\xf0\x9f\x98\x80", 1}});
+    EXPECT_EQ(Names{L"\u00e4\u4e00\xd83d\xde00"}, listing.names);
+    EXPECT_EQ(Names{L"\u00e4"}, ListOf({{"\xc3\xa4;F1", 1}, {"\xc3\xa4", 1}}).names);
+}
+
+TEST_F(CQueryDirContentsTest, EmptyStreamGivesANullBlock) {
+    const Handle handle = Open(L"\\dir", kOpenDirectory);
+    Double().Add(OnCall("ZdvfsReaddir").Answers(0));
+    DirectoryEntry* entries = reinterpret_cast<DirectoryEntry*>(&entries);
+    DWORD count = kUntouched;
+    EXPECT_EQ(0U, m_manager->ZdQueryDirContents(handle, &entries, &count));
+    EXPECT_EQ(nullptr, entries);
+    EXPECT_EQ(0U, count);
+    EXPECT_CALLS("ZdvfsReaddir(dir2) = null");
+}
+
+TEST_F(CQueryDirContentsTest, StreamIsNotRewound) {
+    Double().MakeFile("pool/dir/a");
+    const Handle handle = Open(L"\\dir", kOpenDirectory);
+    EXPECT_EQ(3U, List(handle).entries.size());
+    const Listing second = List(handle);
+    EXPECT_EQ(0U, second.code);
+    EXPECT_TRUE(second.entries.empty());
+    EXPECT_EQ(3U, List(Open(L"\\dir", kOpenDirectory)).entries.size());
+}
+
+TEST_F(CQueryDirContentsTest, ThousandsOfEntriesAreOneExactBlock) {
+    constexpr int kFiles = 3000;
+    std::vector<std::string> names;
+    for (int i = kFiles; i > 0; --i) {
+        names.push_back("f" + std::to_string(100000 + i));
+        Double().MakeFile("pool/dir/" + names.back(), "x");
+    }
+    Double().SetListing("pool/dir", names);
+    const Handle handle = Open(L"\\dir", kOpenDirectory);
+    DirectoryEntry* entries = nullptr;
+    DWORD count = 0;
+    ASSERT_EQ(0U, m_manager->ZdQueryDirContents(handle, &entries, &count));
+    ASSERT_EQ(DWORD{kFiles}, count);
+    EXPECT_EQ(std::size_t{kFiles} * 576, ::HeapSize(::GetProcessHeap(), 0, entries));
+    EXPECT_STREQ(L"f100001", entries[0].name);
+    EXPECT_STREQ(L"f103000", entries[kFiles - 1].name);
+    EXPECT_TRUE(::HeapFree(::GetProcessHeap(), 0, entries));
+}
+
+TEST_F(CQueryDirContentsTest, ChangesNothing) {
+    Double().MakeFile("pool/dir/a");
+    const Handle handle = Open(L"\\dir", kOpenDirectory);
+    TakeModified();
+    EXPECT_EQ(3U, List(handle).entries.size());
+    EXPECT_FALSE(TakeModified());
+}
+
+}  // namespace
+}  // namespace zd::test
