@@ -35,6 +35,8 @@ TEST_F(CAgentPathTest, NothingIsPutBetweenPathAndFileName) {
 }
 
 TEST_F(CAgentPathTest, ExpandableTextIsNotExpanded) {
+    // The log goes below that path too, which is a relative one as it stands.
+    Registry().SetText(kAgentKey, L"logpath", Environment().Folder());
     SetPath(REG_EXPAND_SZ, L"%SystemRoot%\\");
     ExpectConfigurationIn(L"%SystemRoot%\\");
 }
