@@ -55,7 +55,8 @@ TEST_F(CFragmentNameTest, OtherSpellingsOfThePathLeadToTheSameGuard) {
     Double().MakeFile("pool/a;F1", "abc");
     SetSddl("pool/a;F1", Granting("0x3"));
     const CImpersonation caller;
-    for (const wchar_t* const name : {L"/a;F1", L"\\\\a;F1", L"\\a;F1\\", L"\\a;F1//"}) {
+    for (const wchar_t* const name :
+         {L"/a;F1", L"\\\\a;F1", L"\\a;F1\\", L"\\a;F1//", L"\\a;F1\\.", L"\\x\\..\\a;F1"}) {
         SCOPED_TRACE(Narrow(name));
         OpenFails(ERROR_ACCESS_DENIED, name, kReader);
     }
