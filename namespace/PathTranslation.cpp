@@ -2,10 +2,50 @@
 
 #include <algorithm>
 #include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "protocol/Errors.h"
 
 namespace zd {
+
+namespace {
+
+constexpr wchar_t kSeparators[] = L"\\/";
+
+bool IsDots(std::wstring_view component) {
+    return component == L"." || component == L"..";
+}
+
+std::vector<std::wstring_view> Components(std::wstring_view name) {
+    std::vector<std::wstring_view> components;
+    while (!name.empty()) {
+        const std::size_t end = std::min(name.find_first_of(kSeparators), name.size());
+        if (end > 0) components.push_back(name.substr(0, end));
+        name.remove_prefix(std::min(end + 1, name.size()));
+    }
+    return components;
+}
+
+// The name as the storage resolves it where it has "." or ".." components, otherwise as it stands.
+CWideString ResolveDots(const CWideString& name) {
+    const std::vector<std::wstring_view> components = Components(name.view());
+    if (std::none_of(components.begin(), components.end(), IsDots)) return name;
+    std::vector<std::wstring_view> kept;
+    for (const std::wstring_view component : components) {
+        if (!IsDots(component)) {
+            kept.push_back(component);
+        } else if (component.size() == 2 && !kept.empty()) {
+            kept.pop_back();
+        }
+    }
+    std::wstring text;
+    for (const std::wstring_view component : kept) text.append(1, L'\\').append(component);
+    return CWideString(std::move(text));
+}
+
+}  // namespace
 
 CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name) {
     const CWideString joined(rootPrefix.view(), name == nullptr ? std::wstring_view() : std::wstring_view(name));
@@ -22,7 +62,8 @@ CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name) {
 }
 
 CWideString BaseOfFragmentShape(const CWideString& name) {
-    std::wstring_view view = name.view();
+    const CWideString resolved = ResolveDots(name);
+    std::wstring_view view = resolved.view();
     // The storage may take a path with slashes behind it for the same object.
     while (!view.empty() && (view.back() == L'\\' || view.back() == L'/')) view.remove_suffix(1);
     const std::size_t semicolon = view.rfind(L';');

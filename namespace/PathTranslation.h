@@ -13,7 +13,7 @@ CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name);
 bool NameHasInvalidCharacters(const wchar_t* name) noexcept;
 
 // The name without the ";F" and number above 0 of a fragment, empty where the name is not of that shape. Separators
-// behind the number are left out.
+// behind the number are left out, and "." and ".." components are resolved first, as the storage does.
 CWideString BaseOfFragmentShape(const CWideString& name);
 
 // The storage locality of a name: its first directory in UTF-8, empty for an object at the share's root, cut between
