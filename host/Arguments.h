@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <string>
 
 #include "Text.h"
@@ -21,6 +22,17 @@ inline CLI::Validator SizeValidator() {
 // Text that SizeValidator has accepted.
 inline std::int64_t SizeOf(const std::string& text) {
     return ParseSize(text).value();
+}
+
+// Accepts a 32-bit number, decimal or hexadecimal; the text stays as it is.
+inline CLI::Validator NumberValidator() {
+    return CLI::Validator(
+        [](std::string& text) {
+            return ParseNumber(text, std::numeric_limits<std::uint32_t>::max())
+                       ? std::string()
+                       : "\"" + text + "\" is no number from 0 to 4294967295";
+        },
+        "");
 }
 
 }  // namespace zd

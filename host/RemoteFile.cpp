@@ -55,6 +55,36 @@ void CRemoteFile::Append(std::int64_t offset, CRemoteFile& source, std::int64_t 
     CheckCode("ZdAppendFile", m_manager.ZdAppendFile(m_handle, source.m_handle, offset, sourceOffset, length), m_name);
 }
 
+FileInformation CRemoteFile::Query() {
+    FileInformation information{};
+    CheckCode("ZdQueryFileInfo", m_manager.ZdQueryFileInfo(m_handle, &information), m_name);
+    return information;
+}
+
+void CRemoteFile::SetBasic(std::int64_t accessTime, std::int64_t writeTime, DWORD attributes) {
+    CheckCode(
+        "ZdSetFileBasicInfo",
+        m_manager.ZdSetFileBasicInfo(m_handle, /*creationTime=*/0, accessTime, writeTime, /*changeTime=*/0, attributes),
+        m_name);
+}
+
+void CRemoteFile::Rename(const std::wstring& newName, bool replace) {
+    const DWORD code = m_manager.ZdRenameFile(m_handle, newName.c_str(), replace ? 1 : 0);
+    CheckCode("ZdRenameFile", code, m_name + L" -> " + newName);
+}
+
+std::vector<DirectoryEntry> CRemoteFile::List() {
+    struct CHeapGiver {
+        void operator()(DirectoryEntry* block) const { ::HeapFree(::GetProcessHeap(), 0, block); }
+    };
+    DirectoryEntry* block = nullptr;
+    DWORD count = 0;
+    CheckCode("ZdQueryDirContents", m_manager.ZdQueryDirContents(m_handle, &block, &count), m_name);
+    const std::unique_ptr<DirectoryEntry, CHeapGiver> owner(block);
+    if (block == nullptr) return {};
+    return std::vector<DirectoryEntry>(block, block + count);
+}
+
 std::wstring CRemoteFile::SecurityText() {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     CheckCode("ZdGetSecurity", m_manager.ZdGetSecurity(m_handle, kWholeDescriptor, &descriptor), m_name);
@@ -78,6 +108,12 @@ void CRemoteFile::End(DWORD deleteFlag) {
     const DWORD released = m_manager.ZdReleaseFile(handle);
     CheckCode("ZdCloseFile", closed, m_name);
     CheckCode("ZdReleaseFile", released, m_name);
+}
+
+FileInformation QueryPath(IProtocolManager& manager, const std::wstring& name) {
+    FileInformation information{};
+    CheckCode("ZdQueryPathInfo", manager.ZdQueryPathInfo(name.c_str(), &information), name);
+    return information;
 }
 
 ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD access) {

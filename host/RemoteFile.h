@@ -5,12 +5,16 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "IProtocolManager.h"
 
 namespace zd {
 
 enum class ObjectKind : DWORD { File = 0, Directory = 1 };
+
+// The bit of a mode word that marks a directory.
+constexpr std::uint32_t kModeDirectory = 0x4000;
 
 struct OpenRequest {
     std::wstring name;
@@ -42,6 +46,14 @@ public:
     // Copies inside the storage.
     void Append(std::int64_t offset, CRemoteFile& source, std::int64_t sourceOffset, std::int64_t length);
 
+    // What the storage tells of the object now.
+    FileInformation Query();
+    // Attributes of 0, and times where both are 0, are left alone.
+    void SetBasic(std::int64_t accessTime, std::int64_t writeTime, DWORD attributes);
+    void Rename(const std::wstring& newName, bool replace);
+    // What the directory holds from where its stream stands, "." and ".." included. A second call finds nothing.
+    std::vector<DirectoryEntry> List();
+
     // The whole descriptor as SDDL text.
     std::wstring SecurityText();
     void SetSecurity(PSECURITY_DESCRIPTOR descriptor);
@@ -51,6 +63,9 @@ public:
     // The same, and the object is removed.
     void FinishAndDelete() { End(/*deleteFlag=*/1); }
 
+    // For operations that take the handle itself.
+    Handle Get() const { return m_handle; }
+
 private:
     void End(DWORD deleteFlag);
 
@@ -59,6 +74,16 @@ private:
     Handle m_handle = 0;
     FileInformation m_information{};
 };
+
+// What the storage tells of a name without opening it; the record's name stays empty. Throws CFailure.
+FileInformation QueryPath(IProtocolManager& manager, const std::wstring& name);
+
+inline bool IsDirectory(const FileInformation& information) {
+    return (information.mode & kModeDirectory) != 0;
+}
+inline bool IsDirectory(const DirectoryEntry& entry) {
+    return (entry.mode & kModeDirectory) != 0;
+}
 
 // The kind of what exists under `name`, found by opening it. Where it opens as neither, the failure is the file's.
 ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD access);

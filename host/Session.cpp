@@ -41,15 +41,40 @@ CSession::~CSession() {
 }
 
 IProtocolManager& CSession::Manager() {
-    if (m_manager == nullptr) Load();
+    Plugin();
     if (!m_connected) Connect();
     return *m_manager;
 }
 
+IProtocolManager& CSession::Plugin() {
+    if (m_manager == nullptr) Load();
+    return *m_manager;
+}
+
+std::wstring CSession::PluginPath() const {
+    return m_options.plugin.empty() ? PluginBesideProgram() : AbsolutePath(ToWide(m_options.plugin));
+}
+
+std::wstring CSession::LibraryFolder() const {
+    const std::wstring path = PluginPath();
+    return path.substr(0, path.rfind(L'\\') + 1);
+}
+
+void CSession::PrepareLog() {
+    m_logger = std::make_unique<CLogger>();
+    m_logger->formerMakerKeys = FormerTreeInUse();
+    // The plug-in opens this key with its first line, which comes after it has first read the settings of suppression.
+    // A key that is there before lets them count from the beginning.
+    const std::wstring key = RootOf(m_logger->formerMakerKeys ? SettingsTree::Former : SettingsTree::Present);
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (key + L"\\ZDVFS").c_str(), 0, KEY_READ, &m_logger->settingsKey) !=
+        ERROR_SUCCESS) {
+        m_logger->settingsKey = nullptr;
+    }
+}
+
 void CSession::Load() {
     if (m_module == nullptr) {
-        const std::wstring path =
-            m_options.plugin.empty() ? PluginBesideProgram() : AbsolutePath(ToWide(m_options.plugin));
+        const std::wstring path = PluginPath();
         // The plug-in's own libraries stand beside it, which need not be where this program stands.
         m_module = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
         if (m_module == nullptr) {
@@ -59,8 +84,7 @@ void CSession::Load() {
     const auto address = ::GetProcAddress(m_module, "GetProtocol");
     if (address == nullptr) throw CFatalFailure(DescribeFailure("looking up GetProtocol", ::GetLastError(), L""));
     const auto getProtocol = reinterpret_cast<GetProtocolFunction>(reinterpret_cast<void*>(address));
-    if (m_logger == nullptr) m_logger = std::make_unique<CLogger>();
-    m_logger->formerMakerKeys = FormerTreeInUse();
+    if (m_logger == nullptr) PrepareLog();
     void* hostContext = this;
     m_manager = getProtocol(&hostContext, m_logger.get());
     if (m_manager == nullptr) throw CFatalFailure("GetProtocol answered no object");
@@ -94,6 +118,7 @@ void CSession::End() {
     if (m_logger != nullptr) {
         stopped = m_logger->Stop(kLogWaitMilliseconds);
         if (stopped) {
+            if (m_logger->settingsKey != nullptr) ::RegCloseKey(m_logger->settingsKey);
             m_logger.reset();
         } else {
             // The thread still uses it; the process ends soon and takes both with it.

@@ -31,12 +31,22 @@ public:
     // not fit the connection's record.
     IProtocolManager& Manager();
 
+    // The same object without a connection, for operations that need none. Throws CFatalFailure.
+    IProtocolManager& Plugin();
+
+    // The folder of the plug-in and its libraries, with its last separator. Nothing is loaded.
+    std::wstring LibraryFolder() const;
+
+    const std::string& PoolName() const { return m_options.pool; }
+
     // Disconnects, releases the plug-in's object and lets the log finish, so that no line is lost. Throws CFailure
     // where one of these fails; the rest is done all the same.
     void End();
 
 private:
+    std::wstring PluginPath() const;
     void Load();
+    void PrepareLog();
     void Connect();
 
     SessionOptions m_options;

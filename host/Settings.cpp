@@ -1,5 +1,7 @@
 #include "Settings.h"
 
+#include <cstring>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -9,7 +11,6 @@ namespace zd {
 
 namespace {
 
-constexpr wchar_t kPoolList[] = L"ZDVFS\\SpaList";
 constexpr wchar_t kPoolFile[] = L"ConfigFilePath";
 constexpr wchar_t kPoolDirectory[] = L"TopLevelDirectory";
 
@@ -55,10 +56,6 @@ constexpr Setting kSettings[] = {
     {"--log-update-interval", SettingsKey::Zdvfs, L"LogSuppressorUpdateInterval", SettingKind::Number, "SECONDS",
      "How often these log settings are read again (default 60)"},
 };
-
-const wchar_t* NameOf(SettingsKey key) {
-    return key == SettingsKey::Zdvfs ? L"ZDVFS" : L"Agent";
-}
 
 std::wstring PathOf(SettingsTree tree, const std::wstring& below) {
     return below.empty() ? RootOf(tree) : RootOf(tree) + (L"\\" + below);
@@ -122,26 +119,39 @@ public:
         return names;
     }
 
+    std::vector<std::wstring> Values() const {
+        std::vector<std::wstring> names;
+        std::vector<wchar_t> name(16384);
+        for (DWORD i = 0;; ++i) {
+            auto length = static_cast<DWORD>(name.size());
+            if (::RegEnumValueW(m_key, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+                return names;
+            }
+            names.emplace_back(name.data(), length);
+        }
+    }
+
+    std::optional<StoredValue> Stored(const wchar_t* name) const {
+        StoredValue value;
+        DWORD size = 0;
+        if (::RegQueryValueExW(m_key, name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) return std::nullopt;
+        value.data.resize(size + 1);
+        if (::RegQueryValueExW(m_key, name, nullptr, &value.type, value.data.data(), &size) != ERROR_SUCCESS) {
+            return std::nullopt;
+        }
+        value.data.resize(size);
+        return value;
+    }
+
     // "DebugLevel = 6"; nothing where the value is not set.
     std::optional<std::wstring> Shown(const wchar_t* name) const {
-        DWORD type = 0;
-        DWORD size = 0;
-        if (::RegQueryValueExW(m_key, name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS) return std::nullopt;
-        std::vector<BYTE> data(size + 2 * sizeof(wchar_t), BYTE{0});
-        if (::RegQueryValueExW(m_key, name, nullptr, &type, data.data(), &size) != ERROR_SUCCESS) return std::nullopt;
-        std::wstring text = std::wstring(name) + L" = ";
-        if (type == REG_DWORD && size == sizeof(DWORD)) {
-            DWORD number = 0;
-            std::copy_n(data.data(), sizeof(number), reinterpret_cast<BYTE*>(&number));
-            return text + std::to_wstring(number);
-        }
-        if (type == REG_SZ || type == REG_EXPAND_SZ) {
-            std::wstring value(size / sizeof(wchar_t) + 1, L'\0');
-            std::copy_n(data.data(), size / sizeof(wchar_t) * sizeof(wchar_t), reinterpret_cast<BYTE*>(value.data()));
-            value.resize(value.find(L'\0'));
-            return text + L"\"" + value + L"\"";
-        }
-        return text + L"(" + std::to_wstring(size) + L" bytes of type " + std::to_wstring(type) + L")";
+        const auto value = Stored(name);
+        if (!value) return std::nullopt;
+        const std::wstring start = std::wstring(name) + L" = ";
+        if (const auto number = value->Number()) return start + std::to_wstring(*number);
+        if (const auto text = value->Text()) return start + L"\"" + *text + L"\"";
+        return start + L"(" + std::to_wstring(value->data.size()) + L" bytes of type " + std::to_wstring(value->type) +
+               L")";
     }
 
 private:
@@ -166,25 +176,67 @@ void RemoveIfEmpty(SettingsTree tree, const std::wstring& below) {
     CheckCode("RegDeleteKey", static_cast<DWORD>(status), L"HKEY_LOCAL_MACHINE\\" + path);
 }
 
-bool Exists(SettingsTree tree) {
-    HKEY key = nullptr;
-    const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, RootOf(tree), 0, KEY_READ | KEY_WRITE, &key);
-    if (status == ERROR_SUCCESS) ::RegCloseKey(key);
-    return status == ERROR_SUCCESS;
-}
-
 }  // namespace
 
 std::span<const Setting> Settings() {
     return kSettings;
 }
 
+const wchar_t* NameOf(SettingsKey key) {
+    return key == SettingsKey::Zdvfs ? L"ZDVFS" : L"Agent";
+}
+
 const wchar_t* RootOf(SettingsTree tree) {
     return tree == SettingsTree::Present ? L"SOFTWARE\\Orvane\\Zendra" : L"SOFTWARE\\Halvern\\Zendra";
 }
 
+bool TreeExists(SettingsTree tree) {
+    HKEY key = nullptr;
+    const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, RootOf(tree), 0, KEY_READ | KEY_WRITE, &key);
+    if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+    return status == ERROR_SUCCESS;
+}
+
 bool FormerTreeInUse() {
-    return !Exists(SettingsTree::Present) && Exists(SettingsTree::Former);
+    return !TreeExists(SettingsTree::Present) && TreeExists(SettingsTree::Former);
+}
+
+std::optional<std::uint32_t> StoredValue::Number() const {
+    std::uint32_t number = 0;
+    if (type != REG_DWORD || data.size() != sizeof(number)) return std::nullopt;
+    std::memcpy(&number, data.data(), sizeof(number));
+    return number;
+}
+
+std::optional<std::wstring> StoredValue::Text() const {
+    if (type != REG_SZ && type != REG_EXPAND_SZ) return std::nullopt;
+    std::wstring text(data.size() / sizeof(wchar_t) + 1, L'\0');
+    std::memcpy(text.data(), data.data(), data.size() / sizeof(wchar_t) * sizeof(wchar_t));
+    text.resize(text.find(L'\0'));
+    return text;
+}
+
+std::string StoredValue::TypeName() const {
+    static constexpr const char* kNames[] = {"REG_NONE",   "REG_SZ",      "REG_EXPAND_SZ",
+                                             "REG_BINARY", "REG_DWORD",   "REG_DWORD_BIG_ENDIAN",
+                                             "REG_LINK",   "REG_MULTI_SZ"};
+    if (type < std::size(kNames)) return kNames[type];
+    return type == REG_QWORD ? "REG_QWORD" : "type " + std::to_string(type);
+}
+
+std::optional<StoredValue> ReadValue(SettingsTree tree, const std::wstring& below, const wchar_t* name) {
+    const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
+    return key ? key.Stored(name) : std::nullopt;
+}
+
+std::vector<std::wstring> ValueNames(SettingsTree tree, const std::wstring& below) {
+    const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
+    return key ? key.Values() : std::vector<std::wstring>();
+}
+
+std::vector<std::wstring> SubkeyNames(SettingsTree tree, const std::wstring& below) {
+    const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
+    return key ? key.Subkeys() : std::vector<std::wstring>();
 }
 
 void StoreNumber(SettingsTree tree, const Setting& setting, std::uint32_t number) {
@@ -196,7 +248,7 @@ void StoreText(SettingsTree tree, const Setting& setting, const std::wstring& te
 }
 
 void StorePoolFile(SettingsTree tree, const std::wstring& pool, const std::wstring& file) {
-    CKey::Create(PathOf(tree, std::wstring(kPoolList) + L"\\" + pool)).StoreString(kPoolFile, file);
+    CKey::Create(PathOf(tree, std::wstring(kPoolListKey) + L"\\" + pool)).StoreString(kPoolFile, file);
 }
 
 void ClearSettings(SettingsTree tree) {
@@ -206,11 +258,11 @@ void ClearSettings(SettingsTree tree) {
     }
     std::vector<std::wstring> pools;
     {
-        const CKey list = CKey::Open(PathOf(tree, kPoolList), KEY_READ);
+        const CKey list = CKey::Open(PathOf(tree, kPoolListKey), KEY_READ);
         if (list) pools = list.Subkeys();
     }
     for (const std::wstring& pool : pools) {
-        const std::wstring below = std::wstring(kPoolList) + L"\\" + pool;
+        const std::wstring below = std::wstring(kPoolListKey) + L"\\" + pool;
         {
             const CKey key = CKey::Open(PathOf(tree, below), KEY_READ | KEY_WRITE);
             if (!key) continue;
@@ -219,7 +271,7 @@ void ClearSettings(SettingsTree tree) {
         }
         RemoveIfEmpty(tree, below);
     }
-    for (const wchar_t* below : {kPoolList, L"ZDVFS", L"Agent", L""}) RemoveIfEmpty(tree, below);
+    for (const wchar_t* below : {kPoolListKey, L"ZDVFS", L"Agent", L""}) RemoveIfEmpty(tree, below);
 }
 
 bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring&)>& line) {
@@ -230,10 +282,10 @@ bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring
         const auto shown = key.Shown(setting.value);
         if (shown) line(std::wstring(NameOf(setting.key)) + L"\\" + *shown);
     }
-    const CKey list = CKey::Open(PathOf(tree, kPoolList), KEY_READ);
+    const CKey list = CKey::Open(PathOf(tree, kPoolListKey), KEY_READ);
     if (!list) return true;
     for (const std::wstring& pool : list.Subkeys()) {
-        const std::wstring below = std::wstring(kPoolList) + L"\\" + pool;
+        const std::wstring below = std::wstring(kPoolListKey) + L"\\" + pool;
         const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
         if (!key) continue;
         for (const wchar_t* name : {kPoolFile, kPoolDirectory}) {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "Arguments.h"
 #include "CommandTable.h"
 #include "Failure.h"
 #include "LocalFile.h"
@@ -22,11 +23,6 @@ struct SetupOptions {
     bool show = false;
     bool clear = false;
 };
-
-std::string CheckNumber(std::string& text) {
-    if (ParseNumber(text, std::numeric_limits<std::uint32_t>::max())) return {};
-    return "\"" + text + "\" is no number from 0 to 4294967295";
-}
 
 void Store(SettingsTree tree, const Setting& setting, const std::string& value) {
     if (setting.kind == SettingKind::Number) {
@@ -83,7 +79,7 @@ CommandAction DescribeSetup(CLI::App& command) {
     for (std::size_t i = 0; i < settings.size(); ++i) {
         CLI::Option* option = command.add_option(settings[i].option, options->values[i], settings[i].help);
         option->type_name(settings[i].shownAs);
-        if (settings[i].kind == SettingKind::Number) option->check(CLI::Validator(&CheckNumber, ""));
+        if (settings[i].kind == SettingKind::Number) option->check(NumberValidator());
         options->given.push_back(option);
     }
     command.add_option("--pool-config", options->poolFiles, "Configuration file of a pool for agent types 1 to 3")

@@ -7,6 +7,7 @@
 //     short-write  ZdWriteFile takes half of what it is given
 //     early-end    ZdReadFile finds the end of the data at 1.5 MiB
 //     short-append ZdAppendFile leaves out the last byte
+//     no-answer    ZdPathIoctl succeeds and does nothing
 // Files live as long as the process. At Release a line with what was called goes to the file that ZDHOST_FAKE_REPORT
 // names: "connected pool=... second=... third=... open=0 disconnected".
 #include <algorithm>
@@ -162,28 +163,58 @@ public:
         return 0;
     }
 
-    DWORD ZdQueryFileInfo(Handle, FileInformation*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdQueryPathInfo(const wchar_t*, FileInformation*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdSetFileBasicInfo(Handle, std::int64_t, std::int64_t, std::int64_t, std::int64_t, DWORD) override {
-        return ERROR_NOT_SUPPORTED;
+    DWORD ZdQueryFileInfo(Handle handle, FileInformation* information) override {
+        if (const DWORD code = CodeFor("ZdQueryFileInfo")) return code;
+        *information = InformationOf(g_objects.at(m_handles.at(handle)));
+        return 0;
     }
-    DWORD ZdDeleteFile(void*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdRenameFile(Handle, const wchar_t*, DWORD) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdQueryDirContents(Handle, DirectoryEntry**, DWORD*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdQueryVolumeInfo(BYTE, VolumeInformation*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdSetVolumeLabel(const wchar_t*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdEnumerateSpaList(std::set<std::wstring>*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdControlPath(const wchar_t*) override { return ERROR_NOT_SUPPORTED; }
-    DWORD ZdHandleIoctl(Handle, DWORD, std::uint64_t) override { return ERROR_NOT_SUPPORTED; }
+
+    DWORD ZdQueryPathInfo(const wchar_t* path, FileInformation* information) override {
+        if (const DWORD code = CodeFor("ZdQueryPathInfo")) return code;
+        const auto found = g_objects.find(path);
+        if (found == g_objects.end()) return ERROR_FILE_NOT_FOUND;
+        *information = InformationOf(found->second);
+        return 0;
+    }
+
+    DWORD ZdSetFileBasicInfo(Handle, std::int64_t, std::int64_t, std::int64_t, std::int64_t, DWORD) override {
+        return CodeFor("ZdSetFileBasicInfo");
+    }
+    DWORD ZdDeleteFile(void*) override { return 0; }
+    DWORD ZdRenameFile(Handle, const wchar_t*, DWORD) override { return CodeFor("ZdRenameFile"); }
+
+    DWORD ZdQueryDirContents(Handle, DirectoryEntry** entries, DWORD* count) override {
+        if (const DWORD code = CodeFor("ZdQueryDirContents")) return code;
+        *count = 2;
+        *entries =
+            static_cast<DirectoryEntry*>(::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, 2 * sizeof(DirectoryEntry)));
+        // A directory without a name, and half of a character.
+        (*entries)[0].mode = 0x4000;
+        (*entries)[1].name[0] = 0xD83D;
+        return 0;
+    }
+
+    DWORD ZdQueryVolumeInfo(BYTE, VolumeInformation*) override { return CodeFor("ZdQueryVolumeInfo"); }
+    DWORD ZdSetVolumeLabel(const wchar_t*) override { return CodeFor("ZdSetVolumeLabel"); }
+    DWORD ZdEnumerateSpaList(std::set<std::wstring>*) override { return CodeFor("ZdEnumerateSpaList"); }
+    DWORD ZdControlPath(const wchar_t*) override { return 0; }
+    DWORD ZdHandleIoctl(Handle, DWORD, std::uint64_t) override { return 0xFFFFFFFF; }
     void ZdRefreshSettings(DWORD, bool) override {}
     DWORD ZdStub1() override { return 1; }
     DWORD ZdStub2() override { return 1; }
     DWORD ZdStub3() override { return 1; }
     void ZdLogMessage(DWORD, const char*) override {}
-    std::wstring ZdGetRandomTag() override { return L""; }
-    DWORD ZdPathIoctl(DWORD, std::uint64_t) override { return ERROR_NOT_SUPPORTED; }
+    std::wstring ZdGetRandomTag() override { return L"   123"; }
+    DWORD ZdPathIoctl(DWORD, std::uint64_t) override { return Told("no-answer") ? 0 : 0xFFFFFFFF; }
 
 private:
+    static FileInformation InformationOf(const FakeObject& object) {
+        FileInformation information{};
+        information.size = object.data.size();
+        information.mode = object.isDirectory ? 0x4000 : 0;
+        return information;
+    }
+
     Bytes& Data(Handle handle) { return g_objects.at(m_handles.at(handle)).data; }
 
     std::map<Handle, std::wstring> m_handles;

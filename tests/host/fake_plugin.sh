@@ -110,6 +110,69 @@ with "" script
 ends 2
 says 'line 3: cp: source and target are the same file'
 
+with "ZdQueryPathInfo=2" ls
+ends 1
+says 'zdhost: ZdQueryPathInfo failed: 2 ('
+with "ZdQueryDirContents=1117" ls
+ends 1
+says 'zdhost: ZdQueryDirContents failed: 1117 ('
+holds 'grep -q "open=0 disconnected" report'
+with "ZdQueryFileInfo=6" stat /
+ends 1
+says 'zdhost: ZdQueryFileInfo failed: 6 ('
+holds 'grep -q "open=0 disconnected" report'
+with "ZdSetFileBasicInfo=5" attrib / --set r
+ends 1
+says 'zdhost: ZdSetFileBasicInfo failed: 5 ('
+with "ZdSetFileBasicInfo=5" touch /
+ends 1
+says 'zdhost: ZdSetFileBasicInfo failed: 5 ('
+with "ZdRenameFile=183" mv / /x
+ends 1
+says 'zdhost: ZdRenameFile failed: 183 ('
+says '\ -> \x'
+holds 'grep -q "open=0 disconnected" report'
+with "ZdQueryVolumeInfo=1117" df
+ends 1
+says 'zdhost: ZdQueryVolumeInfo failed: 1117 ('
+with "ZdSetVolumeLabel=8" label x
+ends 1
+says 'zdhost: ZdSetVolumeLabel failed: 8 ('
+with "ZdEnumerateSpaList=5" pools
+ends 1
+says 'zdhost: ZdEnumerateSpaList failed: 5 ('
+# Where nothing was ever registered there is no list, which is no failure; and no connection is made.
+with "ZdEnumerateSpaList=2 ZdConnect=53" pools --json
+ends 0
+holds '[ "$(cat out)" = "[]" ]'
+with "ZdConnect=53" tag
+ends 0
+holds '[ "$(cat out)" = "   123" ]'
+with "" ioctl 5
+ends 1
+says 'zdhost: ZdPathIoctl answered 0xFFFFFFFF'
+printf 'put three /x\nioctl 5 --on /x\n' >in
+with "" script
+ends 1
+says 'line 2: ZdHandleIoctl answered 0xFFFFFFFF'
+: >in
+with "" ioctl --show
+ends 1
+says 'ZdPathIoctl could not reach the pool'
+with "no-answer" ioctl --show
+ends 1
+says 'this zdvfs.dll does not tell what it remembers'
+with "" control /d/
+ends 1
+says 'ZdControlPath answered 0'
+# An entry without a name is shown and not entered; half a character does not spoil the JSON.
+with "" ls -R
+ends 0
+holds '[ "$(wc -l <out)" = 3 ]'
+with "" ls --json
+ends 0
+holds 'python3 -c "import json; assert [e[\"name\"] for e in json.load(open(\"out\"))] == [\"\", chr(0xFFFD) * len(json.load(open(\"out\"))[1][\"name\"])]" 2>err'
+
 echo "a get that fails leaves the local file alone"
 printf 'as it was' >before
 cp before mine

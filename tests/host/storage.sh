@@ -115,6 +115,211 @@ run truncate /d/missing 5
 ends 1
 says 'ZdCreateFile failed: 2 ('
 
+echo "listings"
+quietly mkdir /l
+quietly put before /l/many.bin
+quietly put patch '/l/Klein ü'
+quietly mkdir /l/sub
+quietly put none /l/sub/none
+run ls /l
+ends 0
+printf 'Klein ü\nmany.bin\nsub\\\n' >expected
+same expected out
+run ls -l /l
+ends 0
+holds 'grep -qE "^-------N  6295777  [0-9]{4}-[0-9-]+T[0-9:]+Z  many\.bin$" out'
+holds 'grep -qE "^-------N     5000  .*  Klein ü$" out'
+holds 'grep -qE "^D------.  .*  sub.$" out'
+run ls -a /l
+holds '[ "$(head -n 2 out | tr "\n" " ")" = ".\\ ..\\ " ] && [ "$(wc -l <out)" = 5 ]'
+run ls -R /l
+ends 0
+printf '\\l:\nKlein ü\nmany.bin\nsub\\\n\n\\l\\sub:\nnone\n' >expected
+same expected out
+run ls -R --json /l
+ends 0
+holds 'python3 -c "
+import json
+rows = json.load(open(\"out\"))
+assert [r[\"path\"] for r in rows] == [\"\\\\l\\\\Klein ü\", \"\\\\l\\\\many.bin\", \"\\\\l\\\\sub\", \"\\\\l\\\\sub\\\\none\"]
+assert [r[\"size\"] for r in rows] == [5000, 6295777, 0, 0]
+assert [r[\"directory\"] for r in rows] == [False, False, True, False]
+assert all(r[\"changeTime\"] == r[\"creationTime\"] for r in rows)
+" 2>err'
+quietly ls --json /l/sub/none
+prints '"name":"none"'
+quietly ls /l/many.bin
+holds '[ "$(cat out)" = "\\l\\many.bin" ]'
+quietly mkdir /l/empty
+quietly ls /l/empty
+prints_nothing
+quietly ls --json /l/empty
+holds '[ "$(cat out)" = "[]" ]'
+quietly rm -d /l/empty
+run ls /l/missing
+ends 1
+says 'ZdQueryPathInfo failed: 2 ('
+says '\l\missing'
+
+echo "information"
+quietly stat /l/many.bin /l/sub
+holds '[ "$(grep -c "^  size         6295777$" out)" = 1 ]'
+prints '  name         many.bin'
+prints '  kind         directory'
+quietly stat --json /l/many.bin
+cp out opened
+prints '"name":"many.bin"'
+quietly stat --json --unopened /l/many.bin
+sed 's/"name":"many.bin",//' opened >expected
+same expected out
+run stat /l/missing
+ends 1
+says 'ZdCreateFile failed: 2 ('
+run stat --unopened /l/missing
+ends 1
+says 'ZdQueryPathInfo failed: 2 ('
+
+echo "attributes and times"
+# Bits that mean nothing are told in the log and handed on.
+quietly attrib /l/many.bin --value 0x10080
+holds 'grep -h "ignored file attributes" logs/*.LOG >/dev/null'
+for object in /l/many.bin /l/sub; do
+    quietly attrib "$object" --set rha
+    quietly attrib "$object"
+    holds 'grep -qE "^[D-]RH-A---  " out'
+    quietly attrib "$object" --clear RA --set s
+    quietly attrib "$object"
+    holds 'grep -qE "^[D-]-HS----  " out'
+    quietly attrib "$object" --clear hs
+    quietly touch "$object" --write 2020-02-03T04:05:06Z --access @1000000000
+    quietly stat --unopened "$object"
+    prints 'written      2020-02-03T04:05:06Z'
+    prints 'accessed     2001-09-09T01:46:40Z'
+done
+quietly attrib /l/sub
+holds 'grep -qF "D-------  " out'
+quietly attrib /l/many.bin --value 0x2020
+quietly attrib /l/many.bin
+holds '[ "$(cat out)" = "----A-I-  \\l\\many.bin" ]'
+run attrib /l/many.bin --set 0x400
+ends 1
+says 'ZdSetFileBasicInfo failed: 87 ('
+# One of the two times: the other keeps its value.
+quietly touch /l/many.bin --write '2021-01-01 10:11'
+quietly stat --unopened /l/many.bin
+prints 'written      2021-01-01T10:11:00Z'
+prints 'accessed     2001-09-09T01:46:40Z'
+since=$(date -u +%Y-%m-%dT%H:%M:%SZ)
+quietly touch /l/many.bin /l/made
+quietly stat --unopened /l/many.bin /l/made
+holds '[ "$(awk -v since="$since" "/ written /{ if (\$2 >= since) n++ } END { print n }" out)" = 2 ]'
+run touch -c /l/missing
+ends 1
+says 'ZdCreateFile failed: 2 ('
+remote_is /l/many.bin before
+
+echo "renames"
+quietly mv /l/many.bin /l/sub/moved
+remote_is /l/sub/moved before
+holds '[ "$(find pools/pool/l -maxdepth 1 -name "many.bin*" | wc -l)" = 0 ]'
+holds '[ "$(find pools/pool/l/sub -name "moved*" | wc -l)" = 7 ]'
+quietly put six /l/target
+run mv /l/sub/moved /l/target
+ends 1
+says 'ZdRenameFile failed: 183 ('
+says '\l\sub\moved -> \l\target'
+remote_is /l/target six
+remote_is /l/sub/moved before
+quietly mv -f /l/sub/moved /l/target
+remote_is /l/target before
+quietly ls /l/sub
+holds '[ "$(cat out)" = none ]'
+quietly mv -f /l/target /l/new-name
+quietly mv /l/sub /l/renamed
+quietly cat /l/renamed/none
+run mv /l/missing /l/x
+ends 1
+says 'ZdCreateFile failed: 2 ('
+remote_is /l/new-name before
+
+echo "the volume, the pools, the tag"
+quietly df
+prints 'file system   NTFS, names of up to 260 characters'
+quietly df --json
+holds 'python3 -c "
+import json, os
+v = json.load(open(\"out\"))
+disk = os.statvfs(\".\")
+assert v[\"totalBytes\"] == disk.f_frsize * disk.f_blocks, v
+assert 0 < v[\"availableBytes\"] <= v[\"totalBytes\"] and v[\"serialNumber\"] == 0x12345678
+" 2>err'
+printf 'label "mein Pool ü"\nlabel\ndf\n' >in
+quietly script
+holds '[ "$(head -n 1 out)" = "mein Pool ü" ]'
+prints 'label         mein Pool ü'
+: >in
+run setup --pool-config "ein=Z:$work/agent/pool.cfg" --pool-config "zwei=Z:$work/agent/pool.cfg"
+quietly pools
+holds '[ "$(grep -cxE "ein|zwei" out)" = 2 ]'
+quietly pools --json
+holds 'python3 -c "import json; assert {\"ein\", \"zwei\"} <= set(json.load(open(\"out\")))" 2>err'
+quietly tag
+holds '[ "$(tr -d "\n" <out | wc -c)" -ge 6 ]'
+
+echo "control requests and paths"
+run ioctl 16 0xff
+ends 0
+prints 'ioctl: 0'
+quietly ioctl 2 65536 --on /l/new-name
+prints_nothing
+quietly ioctl --show
+holds 'grep -qE "^ +16  255 +[0-9]+  /pool  \(sync file count\)$" out'
+holds 'grep -qE "^ +2  65536 +[0-9]+  /pool/l/new-name  \(segment size\)$" out'
+quietly ioctl --show --json
+holds 'python3 -c "
+import json
+r = {x[\"request\"]: x for x in json.load(open(\"out\"))}
+assert r[16][\"value\"] == \"255\" and r[2][\"path\"] == \"/pool/l/new-name\"
+" 2>err'
+run ioctl 2 5 --on /l/missing
+ends 1
+says 'ZdCreateFile failed: 2 ('
+run control /l/renamed/
+ends 1
+says 'ZdControlPath answered 0'
+quietly put none /l/.refresh
+quietly put none /l/renamed/.refresh
+run control /l/renamed/
+ends 0
+prints 'control: refreshed: \\.zdvfs\pool\l\renamed\'
+quietly control '\\.zdvfs\pool\l\'
+
+echo "refreshing, and what the log makes of it"
+rm -f logs/*
+printf 'refresh --full 30\nrefresh --full 30\nioctl --show\n' >in
+quietly script
+holds 'grep -qE "^ +14  630 +1  /pool  \(task time\)$" out'
+holds '[ "$(cat logs/*.LOG | grep -c "DoAddTaskTimeUpdate: renewing task - m_OpenDirectIOorWriteFiles: 0")" = 1 ]'
+run setup --debug-level 2 --log-suppress 1
+rm -f logs/*
+{
+    for _ in $(seq 1000); do echo 'mkdir /l'; done
+    echo 'log --level 2 "another line"'
+    echo 'log --level 3 "not at this level"'
+} >in
+run script --keep-going
+ends 1
+holds '[ "$(grep -c "ZdCreateFile failed: 183 (" err)" = 1000 ]'
+cat logs/*.LOG >log
+holds '[ "$(grep -c "directory already exists" log)" = 1 ]'
+holds '[ "$(grep -c "The previous 1 messages have repeated 1000 times" log)" = 1 ]'
+holds '[ "$(grep -c "another line" log)" = 1 ] && [ "$(grep -c "not at this level" log)" = 0 ]'
+holds 'grep -A 1 "have repeated" log | tail -n 1 | grep -q "another line"'
+: >in
+run setup --debug-level 6 --log-suppress 0
+quietly rm /l/new-name '/l/Klein ü' /l/made /l/.refresh /l/renamed/.refresh /l/renamed/none
+quietly rm -d /l/renamed /l
+
 echo "descriptors"
 for object in /d/six.bin /d; do
     quietly acl set "$object" 'O:BAG:SYD:(A;;FA;;;BA)(A;;0x1200a9;;;WD)'

@@ -1,0 +1,285 @@
+#include "Configuration.h"
+
+#include <windows.h>
+
+#include <cwchar>
+
+#include "Failure.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+enum class Zero { Counts, IsDefault, IsOff };
+
+struct NumberRule {
+    const wchar_t* name;
+    std::int64_t defaultValue;
+    Zero zero;
+};
+
+constexpr NumberRule kNumbers[] = {
+    {L"MaxFileSizeMB", 51200, Zero::IsDefault},
+    {L"MaxOpenFragments", 100, Zero::IsDefault},
+    {L"LocalCacheOff", 0, Zero::Counts},
+    {L"EDB DIRECT IO", 1, Zero::Counts},
+    {L"HighestValidNameChar", 0, Zero::Counts},
+    {L"SyncFileCount", 1000, Zero::Counts},
+    {L"TaskCloseWait", 900, Zero::IsDefault},
+    {L"TaskTimeAdd", 600, Zero::IsOff},
+    {L"DebugLevel", 1, Zero::IsDefault},
+    {L"LogSuppressRepeatedMessages", 0, Zero::Counts},
+    {L"LogNumMsgs", 16, Zero::IsDefault},
+    {L"LogOccurLimit", 1000, Zero::IsDefault},
+    {L"LogTimeLimit", 60, Zero::IsDefault},
+    {L"LogNumCharsForMatch", 256, Zero::IsDefault},
+    {L"LogSuppressorUpdateInterval", 60, Zero::IsDefault},
+};
+
+constexpr std::int64_t kHighestSuppressed = 2;
+constexpr std::int64_t kLargestSigned = 0x7FFFFFFF;
+constexpr std::size_t kLongestAgentPath = 1024 * sizeof(wchar_t);
+constexpr std::size_t kLongestLogPath = 766;
+
+std::string Place(const std::wstring& below, const wchar_t* name) {
+    return ToUtf8(below + L"\\" + name);
+}
+
+std::string WrongType(const std::string& place, const StoredValue& value, const char* wanted) {
+    return place + " is " + value.TypeName() + ", not " + wanted + ": it has no effect";
+}
+
+bool IsFolder(const std::wstring& path) {
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool IsFile(const std::wstring& path) {
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+std::wstring FolderOfProgram() {
+    std::wstring path(32768, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    path.resize(path.rfind(L'\\') + 1);
+    return path;
+}
+
+class CReader {
+public:
+    CReader(std::wstring libraryFolder, std::wstring pool)
+        : m_libraryFolder(std::move(libraryFolder)), m_pool(std::move(pool)) {
+        m_result.tree = FormerTreeInUse() ? SettingsTree::Former : SettingsTree::Present;
+    }
+
+    Configuration Read() {
+        AddAgentPath();
+        AddLogPath();
+        const std::int64_t type = AddAgentType();
+        AddConfigurationFile(type);
+        for (const NumberRule& rule : kNumbers) AddNumber(rule);
+        JudgeNumbers();
+        JudgeKeys();
+        AddFileRows(m_result, m_libraryFolder, m_agentFolder);
+        return std::move(m_result);
+    }
+
+private:
+    ConfigRow& Add(const char* name, ConfigValue defaultValue) {
+        m_result.rows.push_back({name, defaultValue, "default", "", defaultValue, {}});
+        return m_result.rows.back();
+    }
+
+    static void Take(ConfigRow& row, ConfigValue value, const std::string& place) {
+        row.value = std::move(value);
+        row.source = "registry";
+        row.place = place;
+    }
+
+    std::optional<StoredValue> Stored(const std::wstring& below, const wchar_t* name) const {
+        return ReadValue(m_result.tree, below, name);
+    }
+
+    // The text of a value; a warning where it is of another type.
+    std::optional<std::wstring> TextOf(ConfigRow& row, const std::wstring& below, const wchar_t* name) const {
+        const auto stored = Stored(below, name);
+        if (!stored) return std::nullopt;
+        auto text = stored->Text();
+        if (!text) row.warnings.push_back(WrongType(Place(below, name), *stored, "REG_SZ"));
+        return text;
+    }
+
+    void AddAgentPath() {
+        m_agentFolder = FolderOfProgram();
+        ConfigRow& row = Add("path", ToUtf8(m_agentFolder));
+        const auto stored = Stored(L"Agent", L"path");
+        auto text = TextOf(row, L"Agent", L"path");
+        if (!text) return;
+        const bool ended = stored->data.size() >= sizeof(wchar_t) && stored->data.size() % sizeof(wchar_t) == 0 &&
+                           stored->data[stored->data.size() - 1] == 0 && stored->data[stored->data.size() - 2] == 0;
+        if (!ended || stored->data.size() > kLongestAgentPath) {
+            row.warnings.push_back(ended ? "it is too long and has no effect"
+                                         : "it does not end with a zero character and has no effect");
+            return;
+        }
+        m_agentFolder = std::move(*text);
+        Take(row, ToUtf8(m_agentFolder), Place(L"Agent", L"path"));
+        if (m_agentFolder.empty() || m_agentFolder.back() != L'\\') {
+            row.warnings.push_back("there is no \"\\\" at its end, and file names are put behind it as it stands");
+        }
+        if (!IsFolder(m_agentFolder)) row.warnings.push_back("there is no such folder");
+        if (stored->type == REG_EXPAND_SZ && m_agentFolder.find(L'%') != std::wstring::npos) {
+            row.warnings.push_back("variables in it are not replaced");
+        }
+    }
+
+    void AddLogPath() {
+        ConfigRow& row = Add("logpath", ConfigValue());
+        const auto text = TextOf(row, L"Agent", L"logpath");
+        if (text && !text->empty()) {
+            Take(row, ToUtf8(*text), Place(L"Agent", L"logpath"));
+            if (text->size() > kLongestLogPath) row.warnings.push_back("it is too long: there is no log file");
+            return;
+        }
+        // The log does not fall back to the program's folder as everything else does.
+        const auto agent = Stored(L"Agent", L"path");
+        const auto folder = agent ? agent->Text() : std::nullopt;
+        if (folder && !folder->empty()) {
+            Take(row, ToUtf8(*folder + L"log"), Place(L"Agent", L"path"));
+        } else {
+            row.warnings.push_back("neither Agent\\logpath nor Agent\\path names a folder: there is no log file");
+        }
+    }
+
+    std::int64_t AddAgentType() {
+        ConfigRow& row = Add("AgentType", std::int64_t{0});
+        bool found = false;
+        for (const wchar_t* below : {L"ZDVFS", L"Agent"}) {
+            const auto stored = Stored(below, L"AgentType");
+            if (!stored) continue;
+            const std::string place = Place(below, L"AgentType");
+            const auto number = stored->Number();
+            if (!number) {
+                row.warnings.push_back(WrongType(place, *stored, "REG_DWORD"));
+            } else if (found) {
+                row.warnings.push_back(place + " has no effect beside " + row.place);
+            } else {
+                Take(row, std::int64_t{*number}, place);
+                found = true;
+            }
+        }
+        return std::get<std::int64_t>(row.value);
+    }
+
+    void AddConfigurationFile(std::int64_t type) {
+        ConfigRow& row = Add("ConfigFilePath", ConfigValue());
+        const std::wstring poolKey = std::wstring(kPoolListKey) + L"\\" + m_pool;
+        const bool fromPool = type >= 1 && type <= 3;
+        for (const bool pool : {true, false}) {
+            const std::wstring below = pool ? poolKey : L"Agent";
+            const std::string place = Place(below, L"ConfigFilePath");
+            if (type == 0 || pool != fromPool) {
+                if (Stored(below, L"ConfigFilePath")) {
+                    row.warnings.push_back(place + " has no effect with agent type " + std::to_string(type));
+                }
+                continue;
+            }
+            const auto text = TextOf(row, below, L"ConfigFilePath");
+            if (!text) continue;
+            Take(row, ToUtf8(*text), place);
+            if (!IsFile(*text)) row.warnings.push_back("there is no such file");
+        }
+        if (type != 0 && row.source == "default") {
+            row.warnings.push_back(fromPool ? "connecting registers the pool where " + ToUtf8(m_agentFolder + m_pool) +
+                                                  ".cfg holds an AgentID"
+                                            : "agent type " + std::to_string(type) + " needs Agent\\ConfigFilePath");
+        }
+    }
+
+    void AddNumber(const NumberRule& rule) {
+        ConfigRow& row = Add(ToUtf8(rule.name).c_str(), rule.defaultValue);
+        const auto stored = Stored(L"ZDVFS", rule.name);
+        if (!stored) return;
+        const auto number = stored->Number();
+        if (!number) {
+            row.warnings.push_back(WrongType(Place(L"ZDVFS", rule.name), *stored, "REG_DWORD"));
+            return;
+        }
+        if (*number == 0 && rule.zero == Zero::IsDefault) {
+            row.warnings.push_back("0 is stored, which counts as the default");
+            return;
+        }
+        Take(row, std::int64_t{*number}, Place(L"ZDVFS", rule.name));
+    }
+
+    ConfigRow& Row(const std::string& name) {
+        for (ConfigRow& row : m_result.rows) {
+            if (row.name == name) return row;
+        }
+        throw CFailure("no row " + name);
+    }
+
+    std::int64_t Number(const std::string& name) { return std::get<std::int64_t>(Row(name).value); }
+
+    void WarnIfSet(const std::string& name, const std::string& text) {
+        ConfigRow& row = Row(name);
+        if (row.source != "default") row.warnings.push_back(text);
+    }
+
+    // What depends on the value itself, or on another one.
+    void JudgeNumbers() {
+        const std::int64_t highest = Number("HighestValidNameChar");
+        if (highest > 0xFFFF) {
+            Row("HighestValidNameChar").value = highest & 0xFFFF;
+            WarnIfSet("HighestValidNameChar", "only the low 16 bits of " + std::to_string(highest) + " count");
+        }
+        const std::int64_t add = Number("TaskTimeAdd");
+        if (add < 1 || add > kLargestSigned) {
+            WarnIfSet("TaskTimeAdd", "the renewal of the storage task is off");
+            WarnIfSet("TaskCloseWait", "it has no effect: TaskTimeAdd turns the renewal off");
+        }
+        constexpr const char* kLimits[] = {"LogNumMsgs", "LogOccurLimit", "LogTimeLimit", "LogNumCharsForMatch"};
+        std::string off;
+        if (Number("LogSuppressRepeatedMessages") == 0) {
+            off = "it has no effect: LogSuppressRepeatedMessages is 0";
+        } else if (Number("DebugLevel") > kHighestSuppressed) {
+            off = "it has no effect: DebugLevel is above 2";
+            WarnIfSet("LogSuppressRepeatedMessages", off);
+        }
+        for (const char* name : kLimits) {
+            if (!off.empty()) WarnIfSet(name, off);
+        }
+        for (const char* name : {"LogOccurLimit", "LogNumCharsForMatch"}) {
+            if (Number(name) > kLargestSigned) WarnIfSet(name, "as a signed number it is below 0");
+        }
+    }
+
+    void JudgeKeys() {
+        for (const std::wstring& name : ValueNames(m_result.tree, L"ZDVFS")) {
+            bool known = false;
+            for (const Setting& setting : Settings()) {
+                known = known || (setting.key == SettingsKey::Zdvfs && ::_wcsicmp(setting.value, name.c_str()) == 0);
+            }
+            if (!known) m_result.warnings.push_back(Place(L"ZDVFS", name.c_str()) + " is not read by the plug-in");
+        }
+        if (m_result.tree == SettingsTree::Present && TreeExists(SettingsTree::Former)) {
+            m_result.warnings.push_back(ToUtf8(RootOf(SettingsTree::Former)) + " has no effect beside " +
+                                        ToUtf8(RootOf(SettingsTree::Present)));
+        }
+    }
+
+    std::wstring m_libraryFolder;
+    std::wstring m_pool;
+    std::wstring m_agentFolder;
+    Configuration m_result;
+};
+
+}  // namespace
+
+Configuration ReadConfiguration(const std::wstring& libraryFolder, const std::wstring& pool) {
+    return CReader(libraryFolder, pool).Read();
+}
+
+}  // namespace zd

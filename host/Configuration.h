@@ -1,0 +1,37 @@
+// Every setting that the plug-in reads, as it would read it now.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "Settings.h"
+
+namespace zd {
+
+using ConfigValue = std::variant<std::monostate, std::int64_t, std::string>;
+
+struct ConfigRow {
+    std::string name;
+    ConfigValue value;         // in force; empty for none
+    std::string source;        // "registry", "zd.conf" or "default"
+    std::string place;         // the registry value or the file that it came from; empty for a default
+    ConfigValue defaultValue;  // empty for none
+    std::vector<std::string> warnings;
+};
+
+struct Configuration {
+    SettingsTree tree = SettingsTree::Present;
+    std::vector<ConfigRow> rows;
+    std::vector<std::string> warnings;  // those that belong to no row
+};
+
+// Reads the registry and, through the hul.dll of `libraryFolder`, the agent's zd.conf, for connections to `pool`.
+// Throws CFailure where the registry refuses.
+Configuration ReadConfiguration(const std::wstring& libraryFolder, const std::wstring& pool);
+
+// Adds the rows of zd.conf in the agent's folder.
+void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder, const std::wstring& agentFolder);
+
+}  // namespace zd

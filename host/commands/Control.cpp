@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <CLI/CLI.hpp>
+#include <limits>
+#include <memory>
+
+#include "Arguments.h"
+#include "CommandTable.h"
+#include "Failure.h"
+#include "Output.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+constexpr wchar_t kPrefix[] = L"\\\\.zdvfs\\";
+
+// A control path names the pool itself; the user may leave prefix and pool away.
+std::wstring ControlPath(const std::string& text, const std::string& pool) {
+    std::wstring path = ToWide(text);
+    if (path.empty()) throw CUsageError("an empty control path");
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    if (path.starts_with(kPrefix)) return path;
+    if (path.front() != L'\\') path.insert(path.begin(), L'\\');
+    return kPrefix + ToWide(pool) + path;
+}
+
+void Control(CommandContext& context, const std::string& text) {
+    IProtocolManager& manager = context.session.Manager();
+    const std::wstring path = ControlPath(text, context.session.PoolName());
+    if (manager.ZdControlPath(path.c_str()) == 0) {
+        throw CFailure("ZdControlPath answered 0, not every directory has a .refresh: " + ToUtf8(path));
+    }
+    if (!context.quiet) WriteLine("control: refreshed: " + ToUtf8(path));
+}
+
+CommandAction DescribeControl(CLI::App& command) {
+    auto path = std::make_shared<std::string>();
+    command.add_option("PATH", *path, "The path whose directories are to be read anew")->required()->type_name("");
+    command.footer(
+        "Each directory below the pool's top on the way to the last separator of PATH needs a file named .refresh; "
+        "the\n"
+        "first without one ends the walk, and the command fails. A whole control path (\\\\.zdvfs\\POOL\\...) may be "
+        "given\n"
+        "too.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost control /docs/2026/\n"
+        "  zdhost control '\\\\.zdvfs\\pool\\docs\\'");
+    return [path](CommandContext& context) { Control(context, *path); };
+}
+
+struct RefreshOptions {
+    std::string value = "0";
+    bool full = false;
+};
+
+CommandAction DescribeRefresh(CLI::App& command) {
+    auto options = std::make_shared<RefreshOptions>();
+    command.add_option("VALUE", options->value, "With --full: seconds added to the task's renewal (default: 0)")
+        ->type_name("")
+        ->check(NumberValidator());
+    command.add_flag("--full", options->full, "Report activity: renews or ends the storage task, looks for pools");
+    command.footer(
+        "Without --full the settings are read anew. The task's times live as long as the process, so several calls "
+        "make\n"
+        "sense in a script: the first one with --full renews the task, later ones when its time has come. What was "
+        "sent\n"
+        "is seen with \"ioctl --show\" and, at level 6, in the log.\n"
+        "\n"
+        "Examples:\n"
+        "  printf 'refresh --full 30\\nrefresh --full 30\\nioctl --show\\n' | zdhost script\n"
+        "  zdhost refresh");
+    return [options](CommandContext& context) {
+        constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+        const auto value = static_cast<DWORD>(ParseNumber(options->value, kMost).value());
+        context.session.Manager().ZdRefreshSettings(value, options->full);
+    };
+}
+
+struct LogOptions {
+    std::string text;
+    std::string level = "3";
+};
+
+CommandAction DescribeLog(CLI::App& command) {
+    auto options = std::make_shared<LogOptions>();
+    command.add_option("TEXT", options->text, "The line")->required()->type_name("");
+    command.add_option("--level", options->level, "1 error, 2 warning, 3 notice (default), 6 trace")
+        ->type_name("N")
+        ->check(NumberValidator());
+    command.footer(
+        "The line is written where the log's level (DebugLevel) is not below that of the line.\n"
+        "\n"
+        "Example:\n"
+        "  zdhost log --level 1 \"backup begins\"");
+    return [options](CommandContext& context) {
+        constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+        const auto level = static_cast<DWORD>(ParseNumber(options->level, kMost).value());
+        context.session.Plugin().ZdLogMessage(level, (options->text + "\n").c_str());
+    };
+}
+
+}  // namespace
+
+extern const Command kControlCommand;
+extern const Command kRefreshCommand;
+extern const Command kLogCommand;
+const Command kControlCommand{"control", "Have the storage read the directories of a path anew", &DescribeControl};
+const Command kRefreshCommand{"refresh", "Read the settings anew, or report activity of the task", &DescribeRefresh};
+const Command kLogCommand{"log", "Write a line into the plug-in's log", &DescribeLog};
+
+}  // namespace zd

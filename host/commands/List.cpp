@@ -1,0 +1,151 @@
+#include <algorithm>
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cwchar>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "Attributes.h"
+#include "CommandTable.h"
+#include "Failure.h"
+#include "Interrupt.h"
+#include "Json.h"
+#include "Output.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+#include "Text.h"
+#include "Times.h"
+
+namespace zd {
+
+namespace {
+
+struct ListOptions {
+    std::string remote = "/";
+    bool isLong = false;
+    bool recursive = false;
+    bool all = false;
+    bool json = false;
+};
+
+std::wstring NameOf(const DirectoryEntry& entry) {
+    return std::wstring(entry.name, ::wcsnlen(entry.name, std::size(entry.name)));
+}
+
+bool IsDots(const std::wstring& name) {
+    return name == L"." || name == L"..";
+}
+
+std::wstring Below(const std::wstring& directory, const std::wstring& name) {
+    return directory.back() == L'\\' ? directory + name : directory + L"\\" + name;
+}
+
+// Writes entries one by one, so that a large tree needs no memory.
+class CListing {
+public:
+    CListing(CommandContext& context, const ListOptions& options)
+        : m_manager(context.session.Manager()), m_options(options) {}
+
+    void Write(const std::wstring& name) {
+        const FileInformation information = QueryPath(m_manager, name);
+        if (m_options.json) WriteOutput("[", 1);
+        if (IsDirectory(information)) {
+            WriteDirectory(name);
+        } else {
+            WriteFile(name, information);
+        }
+        if (m_options.json) WriteLine(m_any ? "\n]" : "]");
+        FlushOutput();
+    }
+
+private:
+    void WriteFile(const std::wstring& name, const FileInformation& information) {
+        if (m_options.json) return WriteJson(JsonOf(information), name, name.substr(name.rfind(L'\\') + 1));
+        DirectoryEntry entry{};
+        entry.lastWriteTime = information.lastWriteTime;
+        entry.attributes = information.attributes;
+        entry.size = information.size;
+        WriteEntry(entry, name, std::to_string(entry.size).size());
+    }
+
+    void WriteDirectory(const std::wstring& name) {
+        CheckInterrupted();
+        CRemoteFile directory(m_manager, {name, ObjectKind::Directory, kZdOpen, FILE_LIST_DIRECTORY});
+        std::vector<DirectoryEntry> entries = directory.List();
+        directory.Finish();
+        if (!m_options.all) std::erase_if(entries, [](const DirectoryEntry& entry) { return IsDots(NameOf(entry)); });
+        if (m_options.recursive && !m_options.json) {
+            const std::string heading = (m_any ? "\n" : "") + ToUtf8(name) + ":\n";
+            WriteOutput(heading.data(), heading.size());
+            m_any = true;
+        }
+        std::uint64_t largest = 0;
+        for (const DirectoryEntry& entry : entries) largest = std::max(largest, entry.size);
+        for (const DirectoryEntry& entry : entries) {
+            const std::wstring entryName = NameOf(entry);
+            if (m_options.json) {
+                WriteJson(JsonOf(entry), Below(name, entryName), entryName);
+            } else {
+                WriteEntry(entry, entryName, std::to_string(largest).size());
+            }
+        }
+        if (!m_options.recursive) return;
+        for (const DirectoryEntry& entry : entries) {
+            const std::wstring entryName = NameOf(entry);
+            // An entry whose name could not be told cannot be entered either.
+            if (IsDirectory(entry) && !IsDots(entryName) && !entryName.empty()) WriteDirectory(Below(name, entryName));
+        }
+    }
+
+    void WriteEntry(const DirectoryEntry& entry, const std::wstring& name, std::size_t width) {
+        std::string line;
+        if (m_options.isLong) {
+            const std::string size = std::to_string(entry.size);
+            line = AttributeLetters(entry.attributes) + "  " + std::string(width - size.size(), ' ') + size + "  " +
+                   FormatTime(entry.lastWriteTime) + "  ";
+        }
+        line += ToUtf8(name) + (IsDirectory(entry) ? "\\\n" : "\n");
+        WriteOutput(line.data(), line.size());
+    }
+
+    void WriteJson(const Json& record, const std::wstring& path, const std::wstring& name) {
+        Json json;
+        json["path"] = ToUtf8(path);
+        json["name"] = ToUtf8(name);
+        json.update(record);
+        const std::string line = (m_any ? ",\n " : "\n ") + JsonLine(json);
+        WriteOutput(line.data(), line.size());
+        m_any = true;
+    }
+
+    IProtocolManager& m_manager;
+    const ListOptions& m_options;
+    bool m_any = false;  // something stands above
+};
+
+CommandAction DescribeList(CLI::App& command) {
+    auto options = std::make_shared<ListOptions>();
+    command.add_option("REMOTE", options->remote, "The directory or file (default: the top of the pool)")
+        ->type_name("");
+    command.add_flag("-l,--long", options->isLong, "Attributes, size, and time of the last change too");
+    command.add_flag("-R,--recursive", options->recursive, "The directories below too");
+    command.add_flag("-a,--all", options->all, "\".\" and \"..\" too");
+    command.add_flag("--json", options->json, "An array of objects, with everything that is known");
+    command.footer(
+        "A file of many fragments is one line with its whole size. Directories have a \"\\\" behind their names. Of\n"
+        "names that differ only in case the first one is shown. Times are UTC. The letters of -l: Directory,\n"
+        "Read-only, Hidden, System, Archive, Temporary, not Indexed, Normal.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost ls -l /docs\n"
+        "  zdhost ls -R --json / > pool.json");
+    return [options](CommandContext& context) { CListing(context, *options).Write(RemoteName(options->remote)); };
+}
+
+}  // namespace
+
+extern const Command kListCommand;
+const Command kListCommand{"ls", "List a directory", &DescribeList};
+
+}  // namespace zd

@@ -1,0 +1,55 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "CommandTable.h"
+#include "Failure.h"
+#include "Json.h"
+#include "Output.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+void ShowPools(CommandContext& context, bool json) {
+    std::set<std::wstring> names;
+    const DWORD code = context.session.Plugin().ZdEnumerateSpaList(&names);
+    // No list has been made yet: no pool is registered.
+    if (code != ERROR_FILE_NOT_FOUND) CheckCode("ZdEnumerateSpaList", code, L"");
+    Json all = Json::array();
+    for (const std::wstring& name : names) {
+        json ? all.push_back(ToUtf8(name)) : WriteLine(ToUtf8(name));
+    }
+    if (json) WriteLine(JsonLine(all));
+}
+
+CommandAction DescribePools(CLI::App& command) {
+    auto json = std::make_shared<bool>(false);
+    command.add_flag("--json", *json, "An array of names");
+    command.footer(
+        "These are the pools with a key in the registry, which need not exist in the storage. No connection is made.\n"
+        "\n"
+        "Example:\n"
+        "  zdhost pools");
+    return [json](CommandContext& context) { ShowPools(context, *json); };
+}
+
+CommandAction DescribeTag(CLI::App& command) {
+    command.footer(
+        "A connection to a pool without a name takes such a tag for one. No connection is made.\n"
+        "\n"
+        "Example:\n"
+        "  zdhost tag");
+    return [](CommandContext& context) { WriteLine(ToUtf8(context.session.Plugin().ZdGetRandomTag())); };
+}
+
+}  // namespace
+
+extern const Command kPoolsCommand;
+extern const Command kTagCommand;
+const Command kPoolsCommand{"pools", "List the registered storage pools", &DescribePools};
+const Command kTagCommand{"tag", "Show a random tag of the plug-in", &DescribeTag};
+
+}  // namespace zd

@@ -1,0 +1,87 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "CommandTable.h"
+#include "Failure.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+#include "Times.h"
+
+namespace zd {
+
+namespace {
+
+struct TouchOptions {
+    std::vector<std::string> remotes;
+    std::string access;
+    std::string write;
+    bool noCreate = false;
+};
+
+OpenRequest RequestFor(IProtocolManager& manager, const std::wstring& name, bool noCreate) {
+    constexpr DWORD kAccess = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
+    FileInformation information{};
+    const DWORD code = manager.ZdQueryPathInfo(name.c_str(), &information);
+    if (code == ERROR_SUCCESS) {
+        return {name, IsDirectory(information) ? ObjectKind::Directory : ObjectKind::File, kZdOpen, kAccess};
+    }
+    if (code != ERROR_FILE_NOT_FOUND) ThrowFailure("ZdQueryPathInfo", code, name);
+    return {name, ObjectKind::File, noCreate ? kZdOpen : kZdOpenIf, kAccess};
+}
+
+void Touch(CommandContext& context, const TouchOptions& options) {
+    const bool both = options.access.empty() && options.write.empty();
+    const std::int64_t now = TimeNow();
+    IProtocolManager& manager = context.session.Manager();
+    for (const std::string& remote : options.remotes) {
+        CRemoteFile object(manager, RequestFor(manager, RemoteName(remote), options.noCreate));
+        // The two times are set together; the one that is not asked for keeps its value.
+        const FileInformation before = object.Query();
+        auto access = both ? now : static_cast<std::int64_t>(before.lastAccessTime);
+        auto write = both ? now : static_cast<std::int64_t>(before.lastWriteTime);
+        if (!options.access.empty()) access = ParseTime(options.access).value();
+        if (!options.write.empty()) write = ParseTime(options.write).value();
+        object.SetBasic(access, write, /*attributes=*/0);
+        object.Finish();
+    }
+}
+
+CLI::Validator TimeValidator() {
+    return CLI::Validator(
+        [](std::string& text) {
+            return ParseTime(text).value_or(0) > 0
+                       ? std::string()
+                       : "\"" + text + "\" is no time: now, @SECONDS since 1970, or 2026-11-21T05:44:42Z";
+        },
+        "");
+}
+
+CommandAction DescribeTouch(CLI::App& command) {
+    auto options = std::make_shared<TouchOptions>();
+    command.add_option("REMOTE", options->remotes, "Files and directories")->required()->type_name("");
+    command.add_option("--access", options->access, "The time of the last access")
+        ->type_name("TIME")
+        ->check(TimeValidator());
+    command.add_option("--write", options->write, "The time of the last write")
+        ->type_name("TIME")
+        ->check(TimeValidator());
+    command.add_flag("-c,--no-create", options->noCreate, "A missing file is a failure, not made");
+    command.footer(
+        "Without a time both become the present. With one of them the other keeps its value. A TIME is \"now\", "
+        "@SECONDS\n"
+        "since 1970, or a date with an optional clock time, in UTC. The storage keeps whole seconds.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost touch /docs/new.txt\n"
+        "  zdhost touch /docs/report.pdf --write 2026-11-21T05:44:42Z\n"
+        "  zdhost touch /docs --access @0 --write 2026-11-21");
+    return [options](CommandContext& context) { Touch(context, *options); };
+}
+
+}  // namespace
+
+extern const Command kTouchCommand;
+const Command kTouchCommand{"touch", "Set access and write times", &DescribeTouch};
+
+}  // namespace zd

@@ -1,0 +1,102 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cwchar>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "CommandTable.h"
+#include "Failure.h"
+#include "Json.h"
+#include "Output.h"
+#include "Text.h"
+#include "Times.h"
+
+namespace zd {
+
+namespace {
+
+constexpr BYTE kEverything = 1 | 2 | 4;
+
+template <std::size_t kWidth>
+std::string TextOf(const wchar_t (&field)[kWidth]) {
+    return ToUtf8(std::wstring_view(field, ::wcsnlen(field, kWidth)));
+}
+
+VolumeInformation Ask(CommandContext& context, BYTE request) {
+    VolumeInformation volume{};
+    CheckCode("ZdQueryVolumeInfo", context.session.Manager().ZdQueryVolumeInfo(request, &volume), L"");
+    return volume;
+}
+
+void ShowSizes(CommandContext& context, bool json) {
+    const VolumeInformation volume = Ask(context, kEverything);
+    const std::uint64_t unit = std::uint64_t{volume.sectorsPerUnit} * volume.bytesPerSector;
+    const std::uint64_t total = volume.totalUnits * unit;
+    const std::uint64_t available = volume.availableUnits * unit;
+    if (json) {
+        Json value;
+        value["label"] = TextOf(volume.label);
+        value["fileSystem"] = TextOf(volume.fileSystemName);
+        value["totalBytes"] = total;
+        value["availableBytes"] = available;
+        value["bytesPerUnit"] = unit;
+        value["totalUnits"] = volume.totalUnits;
+        value["availableUnits"] = volume.availableUnits;
+        value["sectorsPerUnit"] = volume.sectorsPerUnit;
+        value["bytesPerSector"] = volume.bytesPerSector;
+        value["serialNumber"] = volume.serialNumber;
+        value["flags"] = volume.fileSystemFlags;
+        value["maximumComponentLength"] = volume.maximumComponentLength;
+        value["creationTime"] = JsonOfTime(volume.creationTime);
+        return WriteLine(JsonLine(value));
+    }
+    char text[64];
+    WriteLine("label         " + TextOf(volume.label));
+    WriteLine("file system   " + TextOf(volume.fileSystemName) + ", names of up to " +
+              std::to_string(volume.maximumComponentLength) + " characters");
+    WriteLine("total         " + std::to_string(total) + " bytes (" + FormatBytes(static_cast<double>(total)) + ")");
+    WriteLine("available     " + std::to_string(available) + " bytes (" + FormatBytes(static_cast<double>(available)) +
+              ")");
+    WriteLine("unit          " + std::to_string(unit) + " bytes");
+    std::snprintf(text, sizeof(text), "%08x", volume.serialNumber);
+    WriteLine(std::string("serial        ") + text);
+    std::snprintf(text, sizeof(text), "0x%08x", volume.fileSystemFlags);
+    WriteLine(std::string("flags         ") + text);
+}
+
+CommandAction DescribeSizes(CLI::App& command) {
+    auto json = std::make_shared<bool>(false);
+    command.add_flag("--json", *json, "One object");
+    command.footer(
+        "Sizes are those of the storage under the pool.\n"
+        "\n"
+        "Example:\n"
+        "  zdhost df --json");
+    return [json](CommandContext& context) { ShowSizes(context, *json); };
+}
+
+CommandAction DescribeLabel(CLI::App& command) {
+    auto label = std::make_shared<std::string>();
+    const CLI::Option* given = command.add_option("TEXT", *label, "The new label; at most 127 characters are kept");
+    command.get_option("TEXT")->type_name("");
+    command.footer(
+        "The connection keeps the label, not the pool: it is seen by later lines of the same script. Without TEXT the\n"
+        "label is shown.\n"
+        "\n"
+        "Example:\n"
+        "  printf 'label \"my pool\"\\nlabel\\n' | zdhost script");
+    return [label, given](CommandContext& context) {
+        if (given->count() == 0) return WriteLine(TextOf(Ask(context, 4).label));
+        const std::wstring text = ToWide(*label);
+        CheckCode("ZdSetVolumeLabel", context.session.Manager().ZdSetVolumeLabel(text.c_str()), text);
+    };
+}
+
+}  // namespace
+
+extern const Command kSizesCommand;
+extern const Command kLabelCommand;
+const Command kSizesCommand{"df", "Show the volume: sizes, label, file system", &DescribeSizes};
+const Command kLabelCommand{"label", "Show or set the connection's volume label", &DescribeLabel};
+
+}  // namespace zd
