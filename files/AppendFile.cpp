@@ -57,13 +57,14 @@ void AppendFragments(const CAppend& append, CFragmentPosition to, CFragmentPosit
         if (isOneFile) source = OpenSource(append, from.Index());
         const std::int64_t piece = std::min({length, from.Room(), to.Room()});
         LogLine(kLogTrace, "ZdvfsAppend called : bytesToAppend = %lld\n, readOffset = %lld\n", piece, from.Inner());
-        if (::ZdvfsAppend(target, piece, from.Inner(), source, kNoFlags) < 0) {
-            ThrowTransferFailure("ZdvfsAppend failed with error: %d\n", CFailure::Now());
-        }
+        const std::int64_t copied = ::ZdvfsAppend(target, piece, from.Inner(), source, kNoFlags);
+        if (copied < 0) ThrowTransferFailure("ZdvfsAppend failed with error: %d\n", CFailure::Now());
+        // A source that ends early leaves the target shorter than the piece: what is recorded must be there, or the
+        // next fragment would be added behind a gap.
+        append.target.SetSize(to.Inner() + std::min(copied, piece), to.Index(), true);
         length -= piece;
         to.Advance(piece);
         from.Advance(piece);
-        append.target.SetSize(to.Inner(), to.Index(), true);
         from.Step();
         if (length <= 0) break;
         to.Step();
@@ -95,7 +96,8 @@ DWORD CProtocolManager::ZdAppendFile(Handle target, Handle source, std::int64_t 
             const bool targetFirst = std::less<>()(to.Get(), from.Get());
             const CAutoCriticalSection first((targetFirst ? *to : *from).Lock());
             const CAutoCriticalSection second((targetFirst ? *from : *to).Lock());
-            if (to->m_isDir || from->m_isDir) ThrowWin32(ERROR_ACCESS_DENIED);
+            to->RequireData();
+            from->RequireData();
             LogLine(kLogTrace, "Write File FragmentSize = %lld\n, Read File FragmentSize = %lld\n", to->m_fragmentSize,
                     from->m_fragmentSize);
             if (!IndexFits(targetOffset + length, to->m_fragmentSize) ||

@@ -32,11 +32,12 @@ bool CloseFragments(WORDInfo& word, std::int32_t& result) {
 }
 
 void RemoveFragments(CProtocolManager& manager, WORDInfo& word) {
-    for (std::int32_t i = 0; i < word.FragmentCount(); ++i) {
-        const CUtf8String path = manager.TranslateFragment(word, i);
+    // What was removed once may by now be somebody else's new file. A removal that stopped goes on where it stopped.
+    if (word.m_removed == word.FragmentCount()) ThrowWin32(ERROR_FILE_NOT_FOUND);
+    for (; word.m_removed < word.FragmentCount(); ++word.m_removed) {
+        const CUtf8String path = manager.TranslateFragment(word, word.m_removed);
         errno = 0;
         if (::ZdvfsUnlink(path.c_str()) != 0) ThrowWin32(ZdvfsErrnoToWin32());
-        word.m_deleted = true;
     }
     SetModified();
 }

@@ -60,8 +60,8 @@ void CCreateRequest::OpenFile() {
         ThrowWin32(failure.ErrnoCode());
     }
     m_file.Reset(descriptor);
-    if ((m_openFlags & kZdvfsTruncate) != 0) CheckZdvfs(::ZdvfsFtruncate(descriptor, 0));
     if (m_openFlags != 0) SetModified();
+    if ((m_openFlags & kZdvfsTruncate) != 0) CheckZdvfs(::ZdvfsFtruncate(descriptor, 0));
     if (Row().locality != 0 && (m_access & kZdAccessWrite) != 0) SetSegmentAndLocality();
 }
 
@@ -123,6 +123,8 @@ void CCreateRequest::RemoveNewObject() noexcept {
 
 void CCreateRequest::StoreDescriptor() {
     if (m_descriptorText.empty()) return;
+    // A file that this call could not have made is somebody else's, made since it was looked for.
+    if (!m_isDirectory && (Row().flags & kZdvfsCreate) == 0) return;
     // An object without the descriptor it was to have would be open to everybody.
     struct CTakeBack {
         CCreateRequest* request;
@@ -160,10 +162,16 @@ void CCreateRequest::CountWriter() {
 
 Handle CCreateRequest::Register(FileInformation& information) {
     CWordRef word;
+    // The parts of a file go by its name without the separators that the storage passes over.
+    std::wstring_view name(m_name);
+    if (!m_isDirectory) {
+        while (name.size() > 1 && (name.back() == L'\\' || name.back() == L'/')) name.remove_suffix(1);
+    }
     try {
-        word = m_manager.Words().Register({m_name, m_isDirectory ? kNoDescriptor : m_file.Get(), m_stream.Get(),
-                                           m_isDirectory, m_cacheFlags | m_openFlags, m_manager.MaximumFileSize(),
-                                           m_segmentSize});
+        const std::wstring registered(name);
+        word = m_manager.Words().Register({registered.c_str(), m_isDirectory ? kNoDescriptor : m_file.Get(),
+                                           m_stream.Get(), m_isDirectory, m_cacheFlags | m_openFlags,
+                                           m_manager.MaximumFileSize(), m_segmentSize});
     } catch (...) {
         if (m_isCounted) ProcessState().m_OpenDirectIOorWriteFiles.fetch_sub(1, std::memory_order_relaxed);
         throw;

@@ -67,7 +67,7 @@ private:
     // CreateSecurity.cpp: the stored descriptor
     void DecideSecurity(bool wantsCheck);
     CUtf8String PathOfStoredSecurity(bool& isPart);
-    void CheckAccess(const char* stored) const;
+    void CheckAccess(const char* stored, bool addsPart) const;
     void TakeGivenDescriptor();
 
     CProtocolManager& m_manager;

@@ -29,11 +29,11 @@ CUtf8String CCreateRequest::PathOfStoredSecurity(bool& isPart) {
     return path;
 }
 
-void CCreateRequest::CheckAccess(const char* stored) const {
+void CCreateRequest::CheckAccess(const char* stored, bool addsPart) const {
     const bool empties = !m_isDirectory && (Row().flags & kZdvfsTruncate) != 0;
     DWORD desired = m_access;
-    // Nobody empties what they may only read.
-    if (empties) desired |= kZdAccessWrite;
+    // Nobody empties what they may only read, or adds a part to it.
+    if (empties || addsPart) desired |= kZdAccessWrite;
     // Not added to the write bit: some systems' check then lets any other right stand in for it.
     if (desired == 0) desired = MAXIMUM_ALLOWED;
     const CUniqueDescriptorBlock descriptor(DescriptorOfText(stored));
@@ -57,11 +57,10 @@ void CCreateRequest::DecideSecurity(bool wantsCheck) {
     // Nobody gets past a descriptor that could not be read.
     if (read.failed && isGuarded) ThrowWin32(ZdvfsErrnoToWin32(read.error));
     const bool isStored = buffer.Get()[0] != '\0';
-    if (isGuarded && isStored && wantsCheck) CheckAccess(buffer.Get());
+    if (isGuarded && isStored && wantsCheck) CheckAccess(buffer.Get(), isPart && !m_exists);
     if (m_exists) return;
-    if (m_descriptor != nullptr) {
-        TakeGivenDescriptor();
-    } else if (!isStored && read.defaultApplies) {
+    if (m_descriptor != nullptr) TakeGivenDescriptor();
+    if (m_descriptorText.empty() && !isStored && read.defaultApplies) {
         m_descriptorText = m_manager.DefaultDescriptor();
     }
 }

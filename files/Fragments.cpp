@@ -69,7 +69,7 @@ COpenedFragment CProtocolManager::GetFragmentFileHandle(WORDInfo& word, std::int
     COpenedFragment opened{word.Descriptor(index), 0};
     if (opened.descriptor == kNoDescriptor) {
         // The create bit below would bring an empty file back.
-        if (word.m_deleted) ThrowWin32(ERROR_FILE_NOT_FOUND);
+        if (word.IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
         const CVictim victim = FindVictim(word, keep);
         if (victim.open >= m_maxOpenFragments && victim.index != kNoFragment) {
             errno = 0;
@@ -117,18 +117,25 @@ COpenedFragment CProtocolManager::ReOpenFile(const CWideString& name, std::int32
     return opened;
 }
 
+COpenedFragment CProtocolManager::FillFragment(WORDInfo& word, std::int32_t index, const CAutoCriticalSection& held,
+                                               std::int32_t keep) {
+    const COpenedFragment opened = GetFragmentFileHandle(word, index, held, keep);
+    if (opened.descriptor == kNoDescriptor) return opened;
+    CheckZdvfs(::ZdvfsFtruncate(static_cast<int>(opened.descriptor), word.m_fragmentSize));
+    word.SetSize(word.m_fragmentSize, index, false);
+    return opened;
+}
+
 COpenedFragment CProtocolManager::OpenForWriting(WORDInfo& word, std::int32_t index, const CAutoCriticalSection& held,
                                                  bool& added, std::int32_t keep) {
     added = index >= word.FragmentCount();
     if (added) {
         if (index > word.FragmentCount()) ThrowWin32(ERROR_INVALID_PARAMETER);
-        // What lies between the end of the last fragment and the new one reads as zero and must be there.
-        const std::int32_t last = index - 1;
-        if (word.FragmentLength(last) < word.m_fragmentSize) {
-            const COpenedFragment before = GetFragmentFileHandle(word, last, held, keep);
-            if (before.descriptor == kNoDescriptor) ThrowWin32(ZdvfsErrnoToWin32(before.error));
-            CheckZdvfs(::ZdvfsFtruncate(static_cast<int>(before.descriptor), word.m_fragmentSize));
-            word.SetSize(word.m_fragmentSize, last, false);
+        // Opening it would create it, and a reader changes nothing.
+        if ((word.m_OpenFlags & kWritingFlags) == 0) ThrowWin32(ERROR_ACCESS_DENIED);
+        if (word.FragmentLength(index - 1) < word.m_fragmentSize) {
+            const COpenedFragment before = FillFragment(word, index - 1, held, keep);
+            if (before.descriptor == kNoDescriptor) return before;
         }
         word.AddFragment(kNoDescriptor, index, 0);
     }

@@ -43,7 +43,7 @@ DWORD CProtocolManager::ZdReadFile(Handle handle, std::int64_t offset, DWORD len
             }
             const CWordRef word = FindWord(handle);
             const CAutoCriticalSection held(word->Lock());
-            if (word->m_isDir) ThrowWin32(ERROR_ACCESS_DENIED);
+            word->RequireData();
             *bytesRead = ReadFragments(*this, *word, offset, length, static_cast<char*>(buffer), held);
         });
 }

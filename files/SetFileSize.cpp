@@ -53,7 +53,7 @@ DWORD CProtocolManager::ZdSetFileSize(Handle handle, std::int64_t size) {
         if (size < 0) ThrowWin32(ERROR_INVALID_PARAMETER);
         const CWordRef word = FindWord(handle);
         const CAutoCriticalSection held(word->Lock());
-        if (word->m_isDir) ThrowWin32(ERROR_ACCESS_DENIED);
+        word->RequireData();
         if (!IndexFits(size, word->m_fragmentSize)) ThrowWin32(ERROR_INVALID_PARAMETER);
         const std::int64_t current = word->TotalSize();
         if (size > current) {

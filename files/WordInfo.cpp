@@ -75,6 +75,11 @@ void WORDInfo::RemoveLastFragment() noexcept {
     m_fragments.pop_back();
 }
 
+void WORDInfo::RequireData() const {
+    if (m_isDir) ThrowWin32(ERROR_ACCESS_DENIED);
+    if (IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
+}
+
 bool WORDInfo::DropCount(std::int32_t& newCount) noexcept {
     if (!m_counted) return false;
     m_counted = false;

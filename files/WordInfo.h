@@ -90,6 +90,12 @@ public:
     CWideString NameOfFragment(std::int32_t number) const { return FragmentName(Name(), number); }
     CFileInfo& FileInfo() const noexcept { return *m_fileInfo; }
 
+    // Whether the file was removed through this handle: nothing of it is used or brought back by its name then.
+    bool IsDeleted() const noexcept { return m_removed > 0; }
+
+    // Throws 5 for a directory, which has no data, and 2 after a removal.
+    void RequireData() const;
+
     // Says that the process's count of writing handles was raised for this handle / lowers it, once.
     void TakeCount() noexcept { m_counted = true; }
     bool DropCount(std::int32_t& newCount) noexcept;
@@ -100,7 +106,7 @@ public:
     ZdvfsDirectory* m_DirPtr = nullptr;
     std::int32_t m_lastWritten = 0;  // fragment at which the last write or append ended
     std::int64_t m_fragmentSize;     // bytes, above 0
-    bool m_deleted = false;          // removed through this handle: nothing is reopened
+    std::int32_t m_removed = 0;      // fragments removed through this handle
 
 private:
     ~WORDInfo() override;

@@ -50,7 +50,7 @@ DWORD CProtocolManager::ZdWriteFile(Handle handle, std::int64_t offset, DWORD le
             }
             const CWordRef word = FindWord(handle);
             const CAutoCriticalSection held(word->Lock());
-            if (word->m_isDir) ThrowWin32(ERROR_ACCESS_DENIED);
+            word->RequireData();
             if (!IndexFits(offset + length, word->m_fragmentSize)) ThrowWin32(ERROR_INVALID_PARAMETER);
             if (length > 0) {
                 WriteFragments(*this, *word, offset, length, static_cast<const char*>(buffer), held);

@@ -104,6 +104,11 @@ public:
     // Looks for the fragments that stand behind fragment 0, or removes them. Answers the file's total size.
     std::int64_t DiscoverFragments(WORDInfo& word, bool truncate, std::int64_t firstSize);
 
+    // Extends fragment `index` to the fragment size, so that what lies behind it keeps its offsets. Answers its
+    // descriptor, -1 where it could not be opened. Throws the code of a failed truncation.
+    COpenedFragment FillFragment(WORDInfo& word, std::int32_t index, const CAutoCriticalSection& held,
+                                 std::int32_t keep);
+
     // Adds fragment `index` where the vector does not hold it, after filling the one before it up to the fragment
     // size, and answers its descriptor; a fragment that was added but not opened is taken back. Throws the code of a
     // failed open. `added` tells whether the fragment is new.

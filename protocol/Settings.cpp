@@ -57,8 +57,10 @@ DWORD NonZeroSettingOr(const CSettingName& name, DWORD defaultValue) noexcept {
 }
 
 void CopyHighestValidNameChar() noexcept {
+    CProcessState& state = ProcessState();
+    const CAutoCriticalSection held(state.m_settingsLock);
     const auto highest = static_cast<std::uint16_t>(SettingOr(kHighestValidNameChar, 0) & 0xFFFF);
-    ProcessState().m_highestValidNameChar.store(highest, std::memory_order_relaxed);
+    state.m_highestValidNameChar.store(highest, std::memory_order_relaxed);
 }
 
 }  // namespace zd

@@ -22,7 +22,10 @@ void RequireAccess(PSECURITY_DESCRIPTOR descriptor, HANDLE token, DWORD desiredA
     ::SetLastError(ERROR_SUCCESS);
     const BOOL called =
         ::AccessCheck(descriptor, token, desiredAccess, &mapping, &privileges, &privilegeBytes, &granted, &status);
-    if (called != FALSE && status != FALSE) return;
+    // With MAXIMUM_ALLOWED in it, some systems' check passes where the rights beside it are not granted.
+    const bool lacksRight = (desiredAccess & MAXIMUM_ALLOWED) != 0 &&
+                            (desiredAccess & ~static_cast<DWORD>(MAXIMUM_ALLOWED) & ~granted) != 0;
+    if (called != FALSE && status != FALSE && !lacksRight) return;
     const DWORD lastError = ::GetLastError();
     const DWORD code = lastError != 0 ? lastError : ERROR_ACCESS_DENIED;
     LogLine(kLogTrace, "AccessCheck failed %d\n", static_cast<int>(code));

@@ -20,6 +20,8 @@ CUniqueResult Invent(const CStoredSecurity& stored, std::string& text) {
 }  // namespace
 
 CStoredSecurity StoredSecurityOf(const CProtocolManager& manager, const WORDInfo& word) {
+    // The name may by now be somebody else's new object.
+    if (word.IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
     if (word.m_isDir || word.Descriptor(0) < 0) return CStoredSecurity(manager.TranslateFragment(word, 0));
     return CStoredSecurity(static_cast<int>(word.Descriptor(0)));
 }

@@ -108,6 +108,24 @@ TEST_F(CDeleteTest, SecondDeletionFindsNothing) {
     EXPECT_EQ(0U, m_manager->ZdReleaseFile(handle));
 }
 
+TEST_F(CDeleteTest, SecondDeletionLeavesANewFileOfTheNameAlone) {
+    const Handle handle = Open({"x"});
+    EXPECT_EQ(0U, m_manager->ZdCloseFile(handle, 1));
+    MakeFragments({"somebody else's"});
+    EXPECT_EQ(2U, m_manager->ZdCloseFile(handle, 1));
+    EXPECT_EQ("somebody else's", StoredWhole());
+    EXPECT_EQ(0U, m_manager->ZdReleaseFile(handle));
+}
+
+TEST_F(CDeleteTest, AStoppedDeletionCanBeEnded) {
+    const Handle handle = Open(kFour);
+    Double().Add(OnCall("ZdvfsUnlink").ForPath("pool/a;F2").OnNth(1).Fails(EBUSY));
+    EXPECT_EQ(170U, m_manager->ZdCloseFile(handle, 1));
+    EXPECT_EQ(0U, m_manager->ZdCloseFile(handle, 1));
+    EXPECT_TRUE(Double().Names("pool").empty());
+    EXPECT_EQ(0U, m_manager->ZdReleaseFile(handle));
+}
+
 TEST_F(CDeleteTest, DirectoryIsRemovedOnceItsStreamIsClosed) {
     Double().MakeDirectory("pool/dir");
     const Created created = Create(L"\\dir", {.isDirectory = 1, .disposition = kZdOpen});

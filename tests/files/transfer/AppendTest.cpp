@@ -137,6 +137,17 @@ TEST_F(CAppendTest, ThePieceCountsNotWhatTheStorageSaysItMoved) {
     Close(source);
 }
 
+TEST_F(CAppendTest, ASourceThatEndsEarlyLeavesNoHoleBehindIt) {
+    const Handle source = Open({"0123456789", "abc"}, "s");
+    const Handle target = OpenSized(10, "", "t");
+    EXPECT_EQ(0U, Append(target, source, 0, 0, 20));
+    EXPECT_EQ(0U, Write(target, 20, "x").code);
+    EXPECT_THAT(Stored("t"), ::testing::ElementsAre("0123456789", "abc" + std::string(7, '\0'), "x"));
+    EXPECT_EQ(21U, TotalSize("t"));
+    Close(target);
+    Close(source);
+}
+
 TEST_F(CAppendTest, AnAppendOfNothingCallsNothing) {
     const Handle source = Open({"abcdef"}, "s");
     const Handle target = Open({"0123"}, "t");
