@@ -70,6 +70,17 @@ TEST_F(CAccessTest, CallerWithoutAnyRightIsRefusedAlsoWhereNoAccessIsAsked) {
     OpenFails(ERROR_ACCESS_DENIED, L"\\a", {.disposition = kZdOpen, .access = 0});
 }
 
+TEST_F(CAccessTest, RightAskedForBesideAnyRightAtAllMustBeGranted) {
+    constexpr DWORD kAnyRight = 0x02000000;
+    Double().MakeFile("pool/read-only", "content");
+    SetSddl("pool/read-only", Granting("0x1"));
+    const CImpersonation caller;
+    OpenAndClose(L"\\read-only", {.disposition = kZdOpen, .access = kAnyRight});
+    OpenFails(ERROR_ACCESS_DENIED, L"\\read-only", {.disposition = kZdOpen, .access = kAnyRight | kWrite});
+    OpenFails(ERROR_ACCESS_DENIED, L"\\read-only", {.disposition = kZdOverwrite, .access = kAnyRight});
+    EXPECT_EQ("content", Double().Bytes("pool/read-only"));
+}
+
 TEST_F(CAccessTest, DirectoriesAreCheckedWithoutTheWriteBit) {
     const CImpersonation caller;
     SetSddl("pool/d", Granting("0x1"));

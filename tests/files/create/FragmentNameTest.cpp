@@ -38,6 +38,17 @@ TEST_F(CFragmentNameTest, PartIsGuardedByItsFilesDescriptorOnCreate) {
     }
 }
 
+TEST_F(CFragmentNameTest, WhoMayOnlyReadAFileAddsNoPartToIt) {
+    SetSddl("pool/a", Granting("0x1"));
+    const CImpersonation caller;
+    for (const DWORD access : {DWORD{0}, kRead}) {
+        for (const DWORD disposition : {kZdCreate, kZdOpenIf}) {
+            OpenFails(ERROR_ACCESS_DENIED, L"\\a;F1", {.disposition = disposition, .access = access});
+            EXPECT_FALSE(Double().Exists("pool/a;F1"));
+        }
+    }
+}
+
 TEST_F(CFragmentNameTest, DirectoryOfAPartsNameIsGuardedToo) {
     const CImpersonation caller;
     OpenFails(ERROR_ACCESS_DENIED, L"\\a;F1", {.isDirectory = 1, .disposition = kZdCreate, .access = kWrite});
