@@ -87,7 +87,7 @@ public:
     }
 
 private:
-    ConfigRow& Add(const char* name, ConfigValue defaultValue) {
+    ConfigRow& Add(const char* name, const ConfigValue& defaultValue) {
         m_result.rows.push_back({name, defaultValue, "default", "", defaultValue, {}});
         return m_result.rows.back();
     }
