@@ -10,7 +10,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# The compiler's own specs with one library exchanged.
+# The driver's own description of how to link, with the C runtime exchanged.
 get_filename_component(ZD_SPECS "${CMAKE_CURRENT_LIST_DIR}/../build/toolchain/ucrt.specs" ABSOLUTE)
 if(NOT EXISTS "${ZD_SPECS}")
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -dumpspecs OUTPUT_VARIABLE ZD_SPECS_TEXT COMMAND_ERROR_IS_FATAL ANY)

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "files/CreateRequest.h"
-#include "files/FileTimes.h"
 #include "files/WordInfo.h"
+#include "namespace/FileInformation.h"
 #include "namespace/PathTranslation.h"
 #include "protocol/OperationFrame.h"
 #include "protocol/ProcessState.h"
@@ -15,17 +15,9 @@ namespace {
 
 constexpr DWORD kStorageAttributes = 0xFFFF;
 
-bool IsDirectory(const ZdvfsStatRecord& status) noexcept {
-    return (status.mode & kZdvfsModeTypeMask) == kZdvfsModeDirectory;
-}
-
-void CopyLastComponent(const wchar_t* name, wchar_t (&field)[260]) {
-    const std::wstring_view view(name);
-    const std::size_t separator = view.rfind(L'\\');
-    const std::wstring_view last = separator == std::wstring_view::npos ? view : view.substr(separator + 1);
-    const std::size_t units = std::min(last.size(), std::size(field) - 1);
-    std::copy_n(last.data(), units, field);
-    field[units] = L'\0';
+std::wstring_view LastComponent(std::wstring_view name) noexcept {
+    // Without a separator the position is npos, and one behind it is the beginning.
+    return name.substr(name.rfind(L'\\') + 1);
 }
 
 }  // namespace
@@ -139,14 +131,8 @@ void CCreateRequest::StoreDescriptor() {
 void CCreateRequest::Stat(FileInformation& information) {
     errno = 0;
     if (::ZdvfsStat(m_statPath.c_str(), &m_status) != 0) ThrowWin32(ZdvfsErrnoToWin32());
-    information.creationTime = FileTimeOf(m_status.creationTime);
-    information.lastAccessTime = FileTimeOf(m_status.accessTime);
-    information.lastWriteTime = FileTimeOf(m_status.modificationTime);
-    information.changeTime = information.lastWriteTime;
-    information.attributes = m_status.attributes;
-    information.size = static_cast<std::uint64_t>(m_status.size);
-    information.mode = m_status.mode;
-    CopyLastComponent(m_name, information.name);
+    FillFileInformation(information, m_status);
+    CopyName(LastComponent(m_name), information.name);
 }
 
 void CCreateRequest::CountWriter() {

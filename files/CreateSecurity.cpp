@@ -1,5 +1,6 @@
 // ZdCreateFile: the descriptor that guards an existing object, and the one that a new object gets.
 #include "files/CreateRequest.h"
+#include "namespace/FileInformation.h"
 #include "namespace/PathTranslation.h"
 #include "protocol/Errors.h"
 #include "protocol/ProtocolManager.h"
@@ -22,7 +23,7 @@ CUtf8String CCreateRequest::PathOfStoredSecurity(bool& isPart) {
             if (error != ENOENT && error != ENOTDIR) ThrowWin32(ZdvfsErrnoToWin32(error));
             break;
         }
-        if ((status.mode & kZdvfsModeTypeMask) == kZdvfsModeDirectory) break;
+        if (IsDirectory(status)) break;
         isPart = true;
         path = basePath;
     }

@@ -1,9 +1,11 @@
-// Owners of storage descriptors and directory streams. They are used while failures are on their way, so they keep
-// `errno` and the Windows last error, and whatever the storage library lets through stays here.
+// Owners of storage descriptors, directory streams and texts of the conversion library. They are used while failures
+// are on their way, so they keep `errno` and the Windows last error, and whatever the storage library lets through
+// stays here.
 #pragma once
 
 #include <cerrno>
 
+#include "hul.h"
 #include "protocol/UniqueHandle.h"
 #include "zdvfs.h"
 
@@ -42,5 +44,16 @@ struct CDirectoryTraits {
     }
 };
 using CUniqueDirectory = CUniqueHandle<CDirectoryTraits>;
+
+struct CHulGiver {
+    static void Give(char* text) noexcept {
+        try {
+            ::_HulFree(text);
+        } catch (...) {
+            // The failure on its way is the one to report.
+        }
+    }
+};
+using CUniqueHulText = CUniqueHandle<CPointerTraits<char*, CHulGiver>>;
 
 }  // namespace zd

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "files/StorageOwners.h"
-#include "hul.h"
 #include "protocol/ProtocolManager.h"
 
 namespace zd {
@@ -13,10 +12,6 @@ namespace {
 constexpr std::wstring_view kControlPrefix = L"\\\\.zdvfs\\";
 constexpr DWORD kNotRefreshed = 0;
 constexpr DWORD kRefreshed = 1;
-
-struct CHulGiver {
-    static void Give(char* text) noexcept { ::_HulFree(text); }
-};
 
 bool HasMarker(const std::string& path) {
     ZdvfsStatRecord status{};
@@ -50,7 +45,7 @@ bool WalkLevels(const std::string& path, std::size_t lastSlash) {
 
 // The storage path that the host wrote behind the prefix, empty where it does not convert.
 std::string StoragePath(const wchar_t* path) {
-    const CUniqueHandle<CPointerTraits<char*, CHulGiver>> utf8(::wcstoutf8_malloced(path + kControlPrefix.size() - 1));
+    const CUniqueHulText utf8(::wcstoutf8_malloced(path + kControlPrefix.size() - 1));
     if (!utf8) return {};
     std::string converted(utf8.Get());
     std::replace(converted.begin(), converted.end(), '\\', '/');

@@ -3,7 +3,6 @@
 #include <cwchar>
 
 #include "files/StorageOwners.h"
-#include "hul.h"
 #include "protocol/MountBlock.h"
 #include "protocol/OperationFrame.h"
 #include "protocol/ProtocolManager.h"
@@ -25,17 +24,6 @@ constexpr DWORD kAgent2 = 2;
 constexpr DWORD kAgent3 = 3;
 constexpr std::size_t kLongestRootName = 260;  // bytes, for the search of the marker
 constexpr int kLengthOfValue = 4;
-
-struct CHulGiver {
-    static void Give(char* text) noexcept {
-        try {
-            ::_HulFree(text);
-        } catch (...) {
-            // The failure on its way is the one to report.
-        }
-    }
-};
-using CUniqueHulText = CUniqueHandle<CPointerTraits<char*, CHulGiver>>;
 
 // A field of the host's record, which is full where it has no terminator.
 template <std::size_t kWidth>
