@@ -32,8 +32,9 @@ bool CloseFragments(WORDInfo& word, std::int32_t& result) {
 }
 
 void RemoveFragments(CProtocolManager& manager, WORDInfo& word) {
+    const CAutoCriticalSection used(word.FileInfo().UseLock());
     // What was removed once may by now be somebody else's new file. A removal that stopped goes on where it stopped.
-    if (word.m_removed == word.FragmentCount()) ThrowWin32(ERROR_FILE_NOT_FOUND);
+    if (word.m_removed == word.FragmentCount() || word.FileInfo().IsReplaced()) ThrowWin32(ERROR_FILE_NOT_FOUND);
     for (; word.m_removed < word.FragmentCount(); ++word.m_removed) {
         const CUtf8String path = manager.TranslateFragment(word, word.m_removed);
         errno = 0;

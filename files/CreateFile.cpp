@@ -148,13 +148,8 @@ void CCreateRequest::CountWriter() {
 
 Handle CCreateRequest::Register(FileInformation& information) {
     CWordRef word;
-    // The parts of a file go by its name without the separators that the storage passes over.
-    std::wstring_view name(m_name);
-    if (!m_isDirectory) {
-        while (name.size() > 1 && (name.back() == L'\\' || name.back() == L'/')) name.remove_suffix(1);
-    }
     try {
-        const std::wstring registered(name);
+        const std::wstring registered(m_isDirectory ? std::wstring_view(m_name) : WithoutTrailingSeparators(m_name));
         word = m_manager.Words().Register({registered.c_str(), m_isDirectory ? kNoDescriptor : m_file.Get(),
                                            m_stream.Get(), m_isDirectory, m_cacheFlags | m_openFlags,
                                            m_manager.MaximumFileSize(), m_segmentSize});

@@ -5,7 +5,6 @@
 #include "protocol/Errors.h"
 #include "protocol/ProtocolManager.h"
 #include "security/StoredSecurity.h"
-#include "security/TokenHelper.h"
 
 namespace zd {
 
@@ -37,9 +36,7 @@ void CCreateRequest::CheckAccess(const char* stored, bool addsPart) const {
     if (empties || addsPart) desired |= kZdAccessWrite;
     // Not added to the write bit: some systems' check then lets any other right stand in for it.
     if (desired == 0) desired = MAXIMUM_ALLOWED;
-    const CUniqueDescriptorBlock descriptor(DescriptorOfText(stored));
-    const CUniqueSystemHandle token(CTokenHelper().GetToken());
-    RequireAccess(descriptor.Get(), token.Get(), desired);
+    RequireStoredAccess(stored, desired);
 }
 
 void CCreateRequest::TakeGivenDescriptor() {

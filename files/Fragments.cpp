@@ -68,18 +68,22 @@ COpenedFragment CProtocolManager::GetFragmentFileHandle(WORDInfo& word, std::int
                                                         std::int32_t keep) {
     COpenedFragment opened{word.Descriptor(index), 0};
     if (opened.descriptor == kNoDescriptor) {
-        // The create bit below would bring an empty file back.
-        if (word.IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
+        word.RequireName();
         const CVictim victim = FindVictim(word, keep);
         if (victim.open >= m_maxOpenFragments && victim.index != kNoFragment) {
-            errno = 0;
-            if (::ZdvfsClose(static_cast<int>(word.Descriptor(victim.index))) != 0) ThrowWin32(ZdvfsErrnoToWin32());
+            const auto descriptor = static_cast<int>(word.Descriptor(victim.index));
+            // Gone also where the close reports a failure; kept, it would fail every later eviction of the handle.
             word.SetDescriptor(kNoDescriptor, victim.index);
+            errno = 0;
+            if (::ZdvfsClose(descriptor) != 0) ThrowWin32(ZdvfsErrnoToWin32());
             LogMade(kLogNotice, [&] {
                 return FormatText("Closed fragment %d to open %s\n", victim.index,
                                   NameForLog(TranslateFragment(word, index).view()).c_str());
             });
         }
+        const CAutoCriticalSection used(word.FileInfo().UseLock());
+        // The create bit would bring an empty file back.
+        word.RequireName();
         opened = ReOpenFile(word.NameOfFragment(index), 3, word.m_OpenFlags | kZdvfsCreate, word.m_segmentSize);
         word.SetDescriptor(opened.descriptor, index);
     }

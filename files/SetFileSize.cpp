@@ -41,6 +41,8 @@ void Shrink(CProtocolManager& manager, WORDInfo& word, std::int64_t size, const 
     const auto last = static_cast<std::int32_t>(LastIndex(size, word.m_fragmentSize));
     Truncate(word, last, manager.GetFragmentFileHandle(word, last, held), size - last * word.m_fragmentSize);
     while (word.FragmentCount() > last + 1) {
+        const CAutoCriticalSection used(word.FileInfo().UseLock());
+        word.RequireName();
         ::ZdvfsUnlink(manager.TranslateFragment(word, word.FragmentCount() - 1).c_str());
         word.RemoveLastFragment();
     }

@@ -53,6 +53,23 @@ CWordRef WORDCollection::TakeFirst() {
     return word;
 }
 
+CRef<CFileInfo> WORDCollection::TakeEntry(CFileInfo& info) noexcept {
+    const CWideString name = info.Name();
+    const auto entry = m_names.find(name.c_str());
+    // An entry of that name that is not this record displaced it.
+    if (entry == m_names.end() || entry->second.Get() != &info) return {};
+    CRef<CFileInfo> taken = std::move(entry->second);
+    m_names.erase(entry);
+    return taken;
+}
+
+void WORDCollection::Displace(CFileInfo& info) noexcept {
+    CRef<CFileInfo> displaced;
+    const CAutoCriticalSection held(m_lock);
+    info.MarkReplaced();
+    displaced = TakeEntry(info);
+}
+
 DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
     CRef<CFileInfo> displaced;
     const CAutoCriticalSection held(m_lock);
@@ -65,6 +82,8 @@ DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
     const auto standing = m_names.find(node.key());
     if (standing != m_names.end()) {
         displaced = std::move(standing->second);
+        // Another spelling may be an object of its own, which is still there.
+        if (displaced->Name().view() == newName.name.view()) displaced->MarkReplaced();
         m_names.erase(standing);
     }
     m_names.insert(std::move(node));
@@ -75,13 +94,7 @@ void WORDCollection::OnReleased(CFileInfo& info, WORDCollection& owner) noexcept
     CRef<CFileInfo> erased;
     const CAutoCriticalSection held(owner.m_lock);
     // Another thread may have opened the name again before the lock was had.
-    if (info.OpenCount() != 0) return;
-    const CWideString name = info.Name();
-    const auto entry = owner.m_names.find(name.c_str());
-    // An entry of that name that is not this record displaced it.
-    if (entry == owner.m_names.end() || entry->second.Get() != &info) return;
-    erased = std::move(entry->second);
-    owner.m_names.erase(entry);
+    if (info.OpenCount() == 0) erased = owner.TakeEntry(info);
 }
 
 }  // namespace zd

@@ -48,6 +48,10 @@ public:
         std::wstring key;
     };
 
+    // Takes a name's entry away because its object was removed for another one. Handles on it keep their record, which
+    // says so from now on.
+    void Displace(CFileInfo& info) noexcept;
+
     // Gives the record of a name its new name, and moves its entry there. An entry that stood under the new name is
     // displaced; its handles keep it. Answers 1168 where the table holds no entry of the record; the record has its new
     // name then too. `newName` is used up.
@@ -55,8 +59,10 @@ public:
 
 private:
     static void OnReleased(CFileInfo& info, WORDCollection& owner) noexcept;
+    // The entry of the record itself, out of the table; null where it has none. Under the lock.
+    CRef<CFileInfo> TakeEntry(CFileInfo& info) noexcept;
 
-    CCriticalSectionHolder m_lock;
+    CRankedLock<ELockRank::kTable> m_lock;
     std::map<std::wstring, CRef<CFileInfo>, CNameLess> m_names;
     std::map<Handle, CWordRef> m_handles;
 };

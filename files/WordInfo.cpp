@@ -80,6 +80,10 @@ void WORDInfo::RequireData() const {
     if (IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
 }
 
+void WORDInfo::RequireName() const {
+    if (IsDeleted() || m_fileInfo->IsReplaced()) ThrowWin32(ERROR_FILE_NOT_FOUND);
+}
+
 bool WORDInfo::DropCount(std::int32_t& newCount) noexcept {
     if (!m_counted) return false;
     m_counted = false;

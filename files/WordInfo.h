@@ -35,6 +35,14 @@ public:
     CWideString Name() const;
     void SetName(CWideString name);
 
+    // Held while an object is reached by the name, and while a rename changes object and name together: a fragment
+    // opened between the two would come up empty under the old name.
+    CRankedLock<ELockRank::kNameUse>& UseLock() noexcept { return m_useLock; }
+
+    // Says that what the record stands for was replaced: its name means another object now.
+    void MarkReplaced() noexcept { m_isReplaced.store(true, std::memory_order_release); }
+    bool IsReplaced() const noexcept { return m_isReplaced.load(std::memory_order_acquire); }
+
     // Handles that refer to the name; lowered to 0, the table is told. Any thread.
     void AddOpen() noexcept { m_openCount.fetch_add(1, std::memory_order_acq_rel); }
     void RemoveOpen() noexcept;
@@ -43,9 +51,11 @@ public:
 private:
     ~CFileInfo() override = default;
 
-    mutable CCriticalSectionHolder m_nameLock;
+    CRankedLock<ELockRank::kNameUse> m_useLock;
+    mutable CRankedLock<ELockRank::kName> m_nameLock;
     CWideString m_name;  // guarded by m_nameLock
     std::atomic<std::int32_t> m_openCount{0};
+    std::atomic<bool> m_isReplaced{false};
     WORDCollection& m_owner;
     const ReleaseCallback m_released;
 };
@@ -67,7 +77,7 @@ class WORDInfo final : public CCounted {
 public:
     WORDInfo(CRef<CFileInfo> info, bool isDirectory, std::int64_t fragmentSize);
 
-    CCriticalSectionHolder& Lock() noexcept { return m_lock; }
+    CRankedLock<ELockRank::kHandle>& Lock() noexcept { return m_lock; }
     Handle Value() const noexcept { return reinterpret_cast<Handle>(this); }
 
     // Fragment accessors. Each throws 87 for an index outside the vector.
@@ -93,6 +103,9 @@ public:
     // Whether the file was removed through this handle: nothing of it is used or brought back by its name then.
     bool IsDeleted() const noexcept { return m_removed > 0; }
 
+    // Throws 2 where the name no longer leads to what was opened: it was removed through this handle, or replaced.
+    void RequireName() const;
+
     // Throws 5 for a directory, which has no data, and 2 after a removal.
     void RequireData() const;
 
@@ -114,7 +127,7 @@ private:
     const CFragment& At(std::int32_t index) const;
     CFragment& At(std::int32_t index);
 
-    CCriticalSectionHolder m_lock;
+    CRankedLock<ELockRank::kHandle> m_lock;
     const CRef<CFileInfo> m_fileInfo;
     bool m_counted = false;
     std::vector<CFragment> m_fragments;

@@ -7,8 +7,10 @@
 #include <sstream>
 
 #include "Failure.h"
+#include "Impersonation.h"
 #include "Output.h"
 #include "Script.h"
+#include "Shell.h"
 
 namespace zd {
 
@@ -23,7 +25,26 @@ constexpr char kExamples[] =
     "  zdhost put big.iso /images/big.iso\n"
     "  zdhost --pool backup get /images/big.iso copy.iso\n"
     "  zdhost script < commands.txt\n"
+    "  zdhost --as restricted cat /docs/notes.txt\n"
+    "  zdhost --trace cat /docs/notes.txt\n"
     "  zdhost put --help";
+
+CLI::Validator CallerValidator() {
+    return CLI::Validator(
+        [](std::string& text) {
+            return CallerNamed(text) ? std::string() : "\"" + text + "\" is none of self, restricted, anonymous";
+        },
+        "");
+}
+
+// The connection is the service's own, as in a file server; only what is done over it is done for the caller.
+CommandAction RunAs(Caller caller, CommandAction action) {
+    return [caller, action = std::move(action)](CommandContext& context) {
+        context.session.Manager();
+        const CImpersonation impersonation(caller);
+        action(context);
+    };
+}
 
 // The commands as subcommands of one parser, each with what it does.
 class CCommandParser {
@@ -34,10 +55,10 @@ public:
         m_app.require_subcommand(1);
         m_app.get_formatter()->column_width(34);
         m_app.set_help_flag("-h,--help", "Show this help");
-        for (const Command* command : Commands()) {
-            CLI::App* sub = m_app.add_subcommand(command->name, command->summary);
-            m_actions.emplace_back(sub, command->describe(*sub));
-        }
+        m_app.add_option("--as", m_caller, "Connect, then run the command as this caller: self, restricted, anonymous")
+            ->type_name("WHO")
+            ->check(CallerValidator());
+        for (const Command* command : Commands()) Add(*command);
     }
 
     CLI::App& App() { return m_app; }
@@ -53,7 +74,13 @@ public:
         for (auto& [sub, run] : m_actions) {
             if (sub->parsed()) action = run;
         }
+        if (const auto caller = CallerNamed(m_caller); action && caller) action = RunAs(*caller, std::move(action));
         return kExitOk;
+    }
+
+    void Add(const Command& command) {
+        CLI::App* sub = m_app.add_subcommand(command.name, command.summary);
+        m_actions.emplace_back(sub, command.describe(*sub));
     }
 
     void Add(CLI::App* sub, CommandAction action) { m_actions.emplace_back(sub, std::move(action)); }
@@ -75,11 +102,15 @@ private:
         const bool wantsCommand = at->get_require_subcommand_min() != 0;
         std::string text = error.what();
         if (wantsCommand) text = left.empty() ? "a command is missing" : "there is no command \"" + left.front() + "\"";
-        WriteError(where + text + "; see zdhost" + command + " --help");
+        // Only the shell knows this word.
+        const bool hasHelp =
+            !m_app.get_subcommands([](const CLI::App* app) { return app->get_name() == "help"; }).empty();
+        WriteError(where + text + (hasHelp ? "; see help" + command : "; see zdhost" + command + " --help"));
         return kExitUsage;
     }
 
     CLI::App m_app;
+    std::string m_caller;
     std::vector<std::pair<CLI::App*, CommandAction>> m_actions;
 };
 
@@ -112,7 +143,7 @@ void AcceptDash(std::vector<std::string>& arguments) {
         for (const Command* command : Commands()) {
             if (argument == command->name) return;
         }
-        if (argument == "--" || argument == "script") return;
+        if (argument == "--" || argument == "script" || argument == "shell") return;
         if (argument == "-") {
             argument = "script";
             return;
@@ -124,7 +155,34 @@ struct ProgramOptions {
     SessionOptions session;
     bool quiet = false;
     bool keepGoing = false;
+    bool prompt = false;
 };
+
+void DescribeShell(CCommandParser& parser, ProgramOptions& options) {
+    CLI::App* shell = parser.App().add_subcommand("shell", "Run commands as they are typed, with a current directory");
+    shell->add_flag("--prompt", options.prompt, "Show the prompt even where the input is no console");
+    shell->footer(
+        "Lines as those of a script, with the console's line editing. Besides the commands there are cd, pwd, lcd, "
+        "lpwd,\n"
+        "reconnect, help and exit. Remote names without a separator in front are taken from the current directory. A\n"
+        "failure is told and the shell goes on; its exit status is that of the first one. Ctrl-C ends a command.\n"
+        "\n"
+        "Examples:\n"
+        "  zdhost --pool backup shell\n"
+        "  printf 'cd docs\\nput -r C:\\\\docs .\\nls -l\\n' | zdhost shell");
+    parser.Add(shell, [&options](CommandContext& context) {
+        const int status = RunShell(context, options.prompt);
+        if (status != kExitOk) throw CToldFailure(status);
+    });
+}
+
+void DescribeTrace(CLI::App& app, TraceOptions& trace) {
+    app.add_flag("--trace", trace.enabled, "Show the storage calls and log lines of each operation");
+    CLI::Option* file = app.add_option("--trace-to", trace.file, "Write the trace to this file, not to standard error");
+    file->type_name("FILE")->check(
+        [](const std::string& name) { return name.empty() ? std::string("an empty file name") : std::string(); });
+    app.add_flag("--trace-json", trace.json, "Write it as JSON; with --trace-to")->needs(file);
+}
 
 void DescribeProgram(CCommandParser& parser, ProgramOptions& options) {
     CLI::App& app = parser.App();
@@ -135,6 +193,7 @@ void DescribeProgram(CCommandParser& parser, ProgramOptions& options) {
     app.add_option("--second", options.session.second, "The connection's second name")->type_name("NAME");
     app.add_option("--third", options.session.third, "The connection's third name")->type_name("NAME");
     app.add_flag("-q,--quiet", options.quiet, "No progress and no reports");
+    DescribeTrace(app, options.session.trace);
 
     CLI::App* script = app.add_subcommand("script", "Run the commands of standard input, one a line (also: -)");
     script->add_flag("-k,--keep-going", options.keepGoing, "Go on with the next line after a failure");
@@ -153,6 +212,14 @@ void DescribeProgram(CCommandParser& parser, ProgramOptions& options) {
     });
 }
 
+int RunWords(CCommandParser& parser, const std::vector<std::string>& words, CommandContext& context,
+             const std::string& where) {
+    CommandAction action;
+    const int parsed = parser.Parse(words, action, where);
+    if (!action) return parsed;
+    return RunGuarded(where, /*passFatal=*/true, [&] { action(context); });
+}
+
 }  // namespace
 
 int RunCommandLine(const std::vector<std::string>& arguments) {
@@ -160,6 +227,7 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
     CCommandParser parser("Uses a storage pool through ZdvfsProtocol.dll: puts files in, gets them back, changes them.",
                           "zdhost");
     DescribeProgram(parser, options);
+    DescribeShell(parser, options);
     std::vector<std::string> words = arguments;
     AcceptDash(words);
     CommandAction action;
@@ -175,10 +243,13 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
 
 int RunScriptCommand(const std::vector<std::string>& words, CommandContext& context, const std::string& where) {
     CCommandParser parser("The commands of a script.", "");
-    CommandAction action;
-    const int parsed = parser.Parse(words, action, where);
-    if (!action) return parsed;
-    return RunGuarded(where, /*passFatal=*/true, [&] { action(context); });
+    return RunWords(parser, words, context, where);
+}
+
+int RunShellCommand(const std::vector<std::string>& words, CommandContext& context, const std::string& where) {
+    CCommandParser parser("The commands of the shell.", "");
+    for (const Command& command : ShellCommands()) parser.Add(command);
+    return RunWords(parser, words, context, where);
 }
 
 }  // namespace zd

@@ -16,4 +16,7 @@ int RunCommandLine(const std::vector<std::string>& arguments);
 // in front of what it tells.
 int RunScriptCommand(const std::vector<std::string>& words, CommandContext& context, const std::string& where);
 
+// The same for a line of the shell, which knows the words of ShellCommands besides.
+int RunShellCommand(const std::vector<std::string>& words, CommandContext& context, const std::string& where);
+
 }  // namespace zd

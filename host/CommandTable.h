@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <span>
+#include <string>
 
 #include "Session.h"
 
@@ -15,8 +16,10 @@ namespace zd {
 // What a command runs with.
 struct CommandContext {
     CSession& session;
-    bool quiet;              // no progress, no reports
-    bool standardInputFree;  // false while standard input holds a script
+    bool quiet;                   // no progress, no reports
+    bool standardInputFree;       // false while standard input holds the commands
+    std::wstring directory = {};  // the shell's current one, such as "\dir"; empty outside the shell
+    bool ended = false;           // the shell has been told to end
 };
 
 // Does what the parsed arguments ask for. Throws CFailure or CUsageError.

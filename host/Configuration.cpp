@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <cwchar>
-
 #include "Failure.h"
 #include "Text.h"
 
@@ -37,8 +35,6 @@ constexpr NumberRule kNumbers[] = {
     {L"LogSuppressorUpdateInterval", 60, Zero::IsDefault},
 };
 
-constexpr std::int64_t kHighestSuppressed = 2;
-constexpr std::int64_t kLargestSigned = 0x7FFFFFFF;
 constexpr std::size_t kLongestAgentPath = 1024 * sizeof(wchar_t);
 constexpr std::size_t kLongestLogPath = 766;
 
@@ -48,6 +44,10 @@ std::string Place(const std::wstring& below, const wchar_t* name) {
 
 std::string WrongType(const std::string& place, const StoredValue& value, const char* wanted) {
     return place + " is " + value.TypeName() + ", not " + wanted + ": it has no effect";
+}
+
+std::string IsEmpty(const std::wstring& below, const wchar_t* name) {
+    return Place(below, name) + " is empty: it has no effect";
 }
 
 bool IsFolder(const std::wstring& path) {
@@ -80,9 +80,8 @@ public:
         const std::int64_t type = AddAgentType();
         AddConfigurationFile(type);
         for (const NumberRule& rule : kNumbers) AddNumber(rule);
-        JudgeNumbers();
-        JudgeKeys();
         AddFileRows(m_result, m_libraryFolder, m_agentFolder);
+        JudgeConfiguration(m_result);
         return std::move(m_result);
     }
 
@@ -124,9 +123,13 @@ private:
                                          : "it does not end with a zero character and has no effect");
             return;
         }
+        if (text->empty()) {
+            row.warnings.push_back(IsEmpty(L"Agent", L"path"));
+            return;
+        }
         m_agentFolder = std::move(*text);
         Take(row, ToUtf8(m_agentFolder), Place(L"Agent", L"path"));
-        if (m_agentFolder.empty() || m_agentFolder.back() != L'\\') {
+        if (m_agentFolder.back() != L'\\') {
             row.warnings.push_back("there is no \"\\\" at its end, and file names are put behind it as it stands");
         }
         if (!IsFolder(m_agentFolder)) row.warnings.push_back("there is no such folder");
@@ -143,6 +146,7 @@ private:
             if (text->size() > kLongestLogPath) row.warnings.push_back("it is too long: there is no log file");
             return;
         }
+        if (text) row.warnings.push_back(IsEmpty(L"Agent", L"logpath"));
         // The log does not fall back to the program's folder as everything else does.
         const auto agent = Stored(L"Agent", L"path");
         const auto folder = agent ? agent->Text() : std::nullopt;
@@ -186,14 +190,22 @@ private:
                 }
                 continue;
             }
-            const auto text = TextOf(row, below, L"ConfigFilePath");
-            if (!text) continue;
+            const auto stored = Stored(below, L"ConfigFilePath");
+            if (!stored) continue;
+            const auto text = stored->Text();
+            if (stored->type != REG_SZ || !text) {
+                row.warnings.push_back(WrongType(place, *stored, "REG_SZ"));
+                continue;
+            }
+            if (text->empty()) {
+                row.warnings.push_back(IsEmpty(below, L"ConfigFilePath"));
+                continue;
+            }
             Take(row, ToUtf8(*text), place);
             if (!IsFile(*text)) row.warnings.push_back("there is no such file");
         }
         if (type != 0 && row.source == "default") {
-            row.warnings.push_back(fromPool ? "connecting registers the pool where " + ToUtf8(m_agentFolder + m_pool) +
-                                                  ".cfg holds an AgentID"
+            row.warnings.push_back(fromPool ? JudgePoolFile(m_libraryFolder, m_agentFolder + m_pool + L".cfg")
                                             : "agent type " + std::to_string(type) + " needs Agent\\ConfigFilePath");
         }
     }
@@ -212,62 +224,6 @@ private:
             return;
         }
         Take(row, std::int64_t{*number}, Place(L"ZDVFS", rule.name));
-    }
-
-    ConfigRow& Row(const std::string& name) {
-        for (ConfigRow& row : m_result.rows) {
-            if (row.name == name) return row;
-        }
-        throw CFailure("no row " + name);
-    }
-
-    std::int64_t Number(const std::string& name) { return std::get<std::int64_t>(Row(name).value); }
-
-    void WarnIfSet(const std::string& name, const std::string& text) {
-        ConfigRow& row = Row(name);
-        if (row.source != "default") row.warnings.push_back(text);
-    }
-
-    // What depends on the value itself, or on another one.
-    void JudgeNumbers() {
-        const std::int64_t highest = Number("HighestValidNameChar");
-        if (highest > 0xFFFF) {
-            Row("HighestValidNameChar").value = highest & 0xFFFF;
-            WarnIfSet("HighestValidNameChar", "only the low 16 bits of " + std::to_string(highest) + " count");
-        }
-        const std::int64_t add = Number("TaskTimeAdd");
-        if (add < 1 || add > kLargestSigned) {
-            WarnIfSet("TaskTimeAdd", "the renewal of the storage task is off");
-            WarnIfSet("TaskCloseWait", "it has no effect: TaskTimeAdd turns the renewal off");
-        }
-        constexpr const char* kLimits[] = {"LogNumMsgs", "LogOccurLimit", "LogTimeLimit", "LogNumCharsForMatch"};
-        std::string off;
-        if (Number("LogSuppressRepeatedMessages") == 0) {
-            off = "it has no effect: LogSuppressRepeatedMessages is 0";
-        } else if (Number("DebugLevel") > kHighestSuppressed) {
-            off = "it has no effect: DebugLevel is above 2";
-            WarnIfSet("LogSuppressRepeatedMessages", off);
-        }
-        for (const char* name : kLimits) {
-            if (!off.empty()) WarnIfSet(name, off);
-        }
-        for (const char* name : {"LogOccurLimit", "LogNumCharsForMatch"}) {
-            if (Number(name) > kLargestSigned) WarnIfSet(name, "as a signed number it is below 0");
-        }
-    }
-
-    void JudgeKeys() {
-        for (const std::wstring& name : ValueNames(m_result.tree, L"ZDVFS")) {
-            bool known = false;
-            for (const Setting& setting : Settings()) {
-                known = known || (setting.key == SettingsKey::Zdvfs && ::_wcsicmp(setting.value, name.c_str()) == 0);
-            }
-            if (!known) m_result.warnings.push_back(Place(L"ZDVFS", name.c_str()) + " is not read by the plug-in");
-        }
-        if (m_result.tree == SettingsTree::Present && TreeExists(SettingsTree::Former)) {
-            m_result.warnings.push_back(ToUtf8(RootOf(SettingsTree::Former)) + " has no effect beside " +
-                                        ToUtf8(RootOf(SettingsTree::Present)));
-        }
     }
 
     std::wstring m_libraryFolder;

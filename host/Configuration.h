@@ -34,4 +34,13 @@ Configuration ReadConfiguration(const std::wstring& libraryFolder, const std::ws
 // Adds the rows of zd.conf in the agent's folder.
 void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder, const std::wstring& agentFolder);
 
+// What becomes of a pool that is not registered and whose file would be `file`, for a warning.
+std::string JudgePoolFile(const std::wstring& libraryFolder, const std::wstring& file);
+
+// Says where a list of segment sizes is not what its writer may have meant.
+std::vector<std::string> JudgeSizeList(const std::string& list);
+
+// Adds the warnings that depend on a value itself or on others: needs every row.
+void JudgeConfiguration(Configuration& configuration);
+
 }  // namespace zd

@@ -1,12 +1,14 @@
 // The settings of zd.conf, read with the ini reader that the plug-in uses.
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
+#include <set>
 
 #include "Configuration.h"
 #include "Failure.h"
+#include "LocalFile.h"
 #include "Text.h"
 
 namespace zd {
@@ -18,7 +20,9 @@ constexpr char kSection[] = "__dummy__section__";
 // A default that no file holds.
 constexpr char kAbsent[] = "\x01";
 constexpr int kLongestList = 256;
-constexpr long kWrapsAt = 4194304;  // KiB
+constexpr char kMainSection[] = "Main";
+constexpr char kAgentId[] = "AgentID";
+constexpr int kNoAgentId = -1;
 
 class CIniReader {
 public:
@@ -37,18 +41,18 @@ public:
     explicit operator bool() const { return m_value != nullptr && m_integer != nullptr; }
 
     // Nothing where the key is missing. Cut as the plug-in's own query is.
-    std::optional<std::string> Value(const std::string& file, const char* key) const {
+    std::optional<std::string> Value(const std::string& file, const char* key, const char* section = kSection) const {
         std::array<char, kLongestList> text{};
-        m_value(file.c_str(), kSection, key, kAbsent, text.data(), kLongestList);
+        m_value(file.c_str(), section, key, kAbsent, text.data(), kLongestList);
         text.back() = '\0';
         if (std::strcmp(text.data(), kAbsent) == 0) return std::nullopt;
         return text.data();
     }
 
     // Nothing where the value is no number.
-    std::optional<int> Integer(const std::string& file, const char* key) const {
-        const int first = m_integer(file.c_str(), kSection, key, 1);
-        if (first != m_integer(file.c_str(), kSection, key, 2)) return std::nullopt;
+    std::optional<int> Integer(const std::string& file, const char* key, const char* section = kSection) const {
+        const int first = m_integer(file.c_str(), section, key, 1);
+        if (first != m_integer(file.c_str(), section, key, 2)) return std::nullopt;
         return first;
     }
 
@@ -64,40 +68,97 @@ private:
     int (*m_integer)(const char*, const char*, const char*, int) = nullptr;
 };
 
-std::string AnsiPath(const std::wstring& path) {
+// The path in the code page in which the ini reader takes it. The plug-in converts it in the same way.
+struct CAnsiPath {
+    std::string text;
+    bool isWhole;  // no character was lost
+};
+
+CAnsiPath AnsiPath(const std::wstring& path) {
     const int units = static_cast<int>(path.size());
     const int size = ::WideCharToMultiByte(CP_THREAD_ACP, 0, path.data(), units, nullptr, 0, nullptr, nullptr);
     std::string narrow(static_cast<std::size_t>(size), '\0');
     ::WideCharToMultiByte(CP_THREAD_ACP, 0, path.data(), units, narrow.data(), size, nullptr, nullptr);
-    return narrow;
+    std::wstring back(path.size() + 1, L'\0');
+    const int got = ::MultiByteToWideChar(CP_THREAD_ACP, 0, narrow.data(), size, back.data(), units + 1);
+    back.resize(static_cast<std::size_t>(got));
+    return {narrow, back == path};
 }
 
-// Says where a list of sizes is not what its writer may have meant.
-void JudgeList(const std::string& list, std::vector<std::string>& warnings) {
-    if (list.size() + 1 >= kLongestList) warnings.push_back("only the first 255 bytes count");
-    for (const char* at = list.c_str(); *at != '\0';) {
-        while (*at == ' ') ++at;
-        const char* const colon = std::strchr(at, ':');
-        if (colon == nullptr) {
-            if (*at != '\0') warnings.push_back(std::string("there is no size in \"") + at + "\"");
-            return;
-        }
-        const std::string extension(at, colon);
-        char* end = nullptr;
-        const long size = std::strtol(colon + 1, &end, 0);
-        if (extension.empty()) warnings.push_back("an extension is missing before \":\"");
-        if (end == colon + 1) {
-            warnings.push_back("the size of \"" + extension + "\" is no number and counts as 0");
-        } else if (size < 0 || size >= kWrapsAt) {
-            warnings.push_back("the size of \"" + extension + "\" does not fit: KiB from 0 to 4194303");
-        }
-        if (*end == '\0') return;
-        if (*end != ',') {
-            warnings.push_back(std::string("the list ends before \"") + end + "\"");
-            return;
-        }
-        at = end + 1;
+std::string Trim(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(" \t\r");
+    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+bool IsSame(const std::string& one, const char* other) {
+    return ::_stricmp(one.c_str(), other) == 0;
+}
+
+// What the ini reader cannot be asked for: which sections there are, and which keys stand outside them.
+struct CFileLayout {
+    std::vector<std::string> sections;
+    std::vector<std::string> looseKeys;  // one for each line
+};
+
+CFileLayout LayoutOf(const std::wstring& file) {
+    CFileLayout layout;
+    std::string text;
+    try {
+        CLocalReader reader(AbsolutePath(file), /*standardInputFree=*/false);
+        char block[4096];
+        while (const DWORD got = reader.Read(block, sizeof block)) text.append(block, got);
+    } catch (const CFailure&) {
+        return layout;  // a file that cannot be read has nothing for the plug-in either
     }
+    bool loose = true;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find_first_of("\r\n", at), text.size());
+        const std::string line = Trim(text.substr(at, end - at));
+        at = end + 1;
+        if (line.starts_with('[') && line.find(']') != std::string::npos) {
+            const std::string section = Trim(line.substr(1, line.find(']') - 1));
+            loose = IsSame(section, kSection);
+            if (!loose) layout.sections.push_back(section);
+        } else if (loose && line.find('=') != std::string::npos) {
+            layout.looseKeys.push_back(Trim(line.substr(0, line.find('='))));
+        }
+    }
+    return layout;
+}
+
+void JudgePlaces(const CIniReader& reader, const std::string& file, const CFileLayout& layout, ConfigRow& row) {
+    const char* const key = row.name.c_str();
+    std::set<std::string> told;
+    for (const std::string& section : layout.sections) {
+        if (!reader.Value(file, key, section.c_str()) || !told.insert(section).second) continue;
+        row.warnings.push_back("zd.conf holds it in the section [" + section + "], where it is not read");
+    }
+    const auto lines = std::count_if(layout.looseKeys.begin(), layout.looseKeys.end(),
+                                     [key](const std::string& loose) { return IsSame(loose, key); });
+    if (lines > 1) row.warnings.push_back("zd.conf holds it " + std::to_string(lines) + " times: one of them counts");
+}
+
+ConfigRow NumberRow(const CIniReader& reader, const std::string& file, const char* key, std::int64_t defaultValue) {
+    ConfigRow row{key, defaultValue, "default", "", defaultValue, {}};
+    const auto text = reader.Value(file, key);
+    if (!text) return row;
+    if (const auto value = reader.Integer(file, key)) {
+        row.value = std::int64_t{*value};
+        row.source = "zd.conf";
+    } else {
+        row.warnings.push_back("\"" + *text + "\" is no number: it has no effect");
+    }
+    return row;
+}
+
+ConfigRow ListRow(const CIniReader& reader, const std::string& file) {
+    ConfigRow row{"PREFERRED_EXT_SEGKSIZE", std::string(), "default", "", std::string(), {}};
+    if (const auto text = reader.Value(file, "PREFERRED_EXT_SEGKSIZE")) {
+        row.value = *text;
+        row.source = "zd.conf";
+        row.warnings = JudgeSizeList(*text);
+    }
+    return row;
 }
 
 }  // namespace
@@ -108,34 +169,31 @@ void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder
         configuration.warnings.push_back("zd.conf cannot be told: there is no hul.dll in " + ToUtf8(libraryFolder));
         return;
     }
-    struct CNumber {
-        const char* key;
-        std::int64_t defaultValue;
-    };
     const std::wstring wideFile = agentFolder + L"zd.conf";
-    const std::string file = AnsiPath(wideFile);
-    for (const CNumber& number :
-         {CNumber{"IFS_COMPRESSION", 0}, CNumber{"ENCRYPTION", 0}, CNumber{"RESTORE_DECRYPT_LOCAL", 1}}) {
-        ConfigRow row{number.key, number.defaultValue, "default", "", number.defaultValue, {}};
-        if (const auto text = reader.Value(file, number.key)) {
-            if (const auto value = reader.Integer(file, number.key)) {
-                row.value = std::int64_t{*value};
-                row.source = "zd.conf";
-                row.place = ToUtf8(wideFile);
-            } else {
-                row.warnings.push_back("\"" + *text + "\" is no number: it has no effect");
-            }
-        }
+    const auto [file, isWhole] = AnsiPath(wideFile);
+    if (!isWhole) {
+        configuration.warnings.push_back(ToUtf8(wideFile) +
+                                         " holds characters outside the code page: the plug-in does not find it");
+    }
+    const CFileLayout layout = LayoutOf(wideFile);
+    for (ConfigRow row : {NumberRow(reader, file, "IFS_COMPRESSION", 0), NumberRow(reader, file, "ENCRYPTION", 0),
+                          NumberRow(reader, file, "RESTORE_DECRYPT_LOCAL", 1), ListRow(reader, file)}) {
+        if (row.source == "zd.conf") row.place = ToUtf8(wideFile);
+        JudgePlaces(reader, file, layout, row);
         configuration.rows.push_back(std::move(row));
     }
-    ConfigRow row{"PREFERRED_EXT_SEGKSIZE", std::string(), "default", "", std::string(), {}};
-    if (const auto text = reader.Value(file, "PREFERRED_EXT_SEGKSIZE")) {
-        row.value = *text;
-        row.source = "zd.conf";
-        row.place = ToUtf8(wideFile);
-        JudgeList(*text, row.warnings);
-    }
-    configuration.rows.push_back(std::move(row));
+}
+
+std::string JudgePoolFile(const std::wstring& libraryFolder, const std::wstring& file) {
+    const CIniReader reader(libraryFolder);
+    const std::string name = ToUtf8(file);
+    if (!reader) return "connecting registers the pool where " + name + " holds an AgentID";
+    const std::string narrow = AnsiPath(file).text;
+    const auto agent = reader.Integer(narrow, kAgentId, kMainSection);
+    if (agent && *agent != kNoAgentId) return "connecting registers the pool with " + name;
+    std::string text = name + " holds no AgentID in [Main], so that connecting does not register the pool";
+    if (reader.Value(narrow, kAgentId)) text += "; the one outside the section is not read";
+    return text;
 }
 
 }  // namespace zd

@@ -25,6 +25,12 @@ public:
     using CFailure::CFailure;
 };
 
+// The user has interrupted.
+class CInterrupted : public CFatalFailure {
+public:
+    CInterrupted() : CFatalFailure("interrupted") {}
+};
+
 // What was asked for makes no sense; nothing was tried.
 class CUsageError : public std::runtime_error {
 public:

@@ -7,6 +7,8 @@ namespace zd {
 
 namespace {
 
+constexpr wchar_t kLongForm[] = L"\\\\?\\";
+
 void RefuseDirectory(const std::wstring& path) {
     const DWORD attributes = ::GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return;
@@ -25,6 +27,7 @@ HANDLE CreateBeside(const std::wstring& path, const std::wstring& temporary) {
 
 std::wstring AbsolutePath(const std::wstring& path) {
     if (path.empty()) throw CUsageError("an empty local path");
+    if (path.starts_with(kLongForm)) return path;
     const DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
     if (needed == 0) ThrowFailure("GetFullPathName", ::GetLastError(), path);
     std::wstring full(needed, L'\0');
@@ -32,12 +35,19 @@ std::wstring AbsolutePath(const std::wstring& path) {
     if (length == 0 || length >= needed) ThrowFailure("GetFullPathName", ::GetLastError(), path);
     full.resize(length);
     const bool needsLongForm = full.size() >= MAX_PATH - 12 && full.compare(0, 2, L"\\\\") != 0;
-    return needsLongForm ? L"\\\\?\\" + full : full;
+    return needsLongForm ? kLongForm + full : full;
+}
+
+std::wstring LongPath(const std::wstring& path) {
+    std::wstring full = AbsolutePath(path);
+    if (full.starts_with(kLongForm)) return full;
+    if (full.starts_with(L"\\\\")) return std::wstring(kLongForm) + L"UNC" + full.substr(1);
+    return kLongForm + full;
 }
 
 CLocalReader::CLocalReader(const std::wstring& path, bool standardInputFree) : m_path(path) {
     if (path == L"-") {
-        if (!standardInputFree) throw CUsageError("standard input holds the script and cannot be \"-\" too");
+        if (!standardInputFree) throw CUsageError("standard input holds the commands and cannot be \"-\" too");
         m_handle = ::GetStdHandle(STD_INPUT_HANDLE);
         m_isStandardInput = true;
         return;
@@ -68,6 +78,14 @@ DWORD CLocalReader::Read(void* buffer, DWORD size) {
     return got;
 }
 
+std::uint64_t CLocalReader::WriteTime() const {
+    FILETIME time{};
+    if (::GetFileTime(m_handle, nullptr, nullptr, &time) == FALSE) {
+        ThrowFailure("asking for the local file's time", ::GetLastError(), m_path);
+    }
+    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
 CLocalWriter::CLocalWriter(const std::wstring& path)
     : m_path(AbsolutePath(path)),
       m_temporary(m_path + L".zdhost-" + std::to_wstring(::GetCurrentProcessId())),
@@ -83,6 +101,14 @@ void CLocalWriter::Write(const void* data, DWORD size) {
     const bool done = ::WriteFile(m_handle, data, size, &written, nullptr) != FALSE;
     if (!done) ThrowFailure("writing the local file", ::GetLastError(), m_path);
     if (written != size) ThrowFailure("writing the local file", ERROR_DISK_FULL, m_path);
+}
+
+void CLocalWriter::SetWriteTime(std::uint64_t fileTime) {
+    if (fileTime == 0) return;
+    const FILETIME time{static_cast<DWORD>(fileTime & 0xFFFFFFFF), static_cast<DWORD>(fileTime >> 32)};
+    if (::SetFileTime(m_handle, nullptr, nullptr, &time) == FALSE) {
+        ThrowFailure("setting the local file's time", ::GetLastError(), m_path);
+    }
 }
 
 void CLocalWriter::Commit() {

@@ -10,8 +10,11 @@
 namespace zd {
 
 // A local path as the system's calls take it: absolute, "/" turned into "\", in the long form where it needs to be.
-// Throws CFailure where the system cannot make it absolute.
+// A path in the long form stays as it is. Throws CFailure where the system cannot make it absolute.
 std::wstring AbsolutePath(const std::wstring& path);
+
+// The same, always in the long form: what is put behind it with "\" is taken to the letter, "CON" and "a." too.
+std::wstring LongPath(const std::wstring& path);
 
 // Reads a local file, or standard input, from front to end. Not thread-safe.
 class CLocalReader {
@@ -28,6 +31,9 @@ public:
 
     // The size in bytes; nothing for a pipe.
     std::optional<std::uint64_t> Size() const { return m_size; }
+
+    // The time of the last write as a FILETIME value. Throws CFailure where there is none, as for a pipe.
+    std::uint64_t WriteTime() const;
 
 private:
     std::wstring m_path;
@@ -48,6 +54,10 @@ public:
 
     // All of `size` bytes; throws CFailure.
     void Write(const void* data, DWORD size);
+
+    // The time of the last write that the complete file is to have, a FILETIME value; 0 changes nothing. Throws
+    // CFailure.
+    void SetWriteTime(std::uint64_t fileTime);
 
     // Gives the file its final name, replacing a file of that name. Throws CFailure.
     void Commit();

@@ -17,7 +17,7 @@ namespace zd {
 // ends before `end`: data that should be there is missing.
 template <class Take>
 void ReadRange(CRemoteFile& file, std::int64_t begin, std::int64_t end, Take&& take) {
-    std::vector<char> piece(kPieceSize);
+    std::vector<char> piece(static_cast<std::size_t>(std::clamp<std::int64_t>(end - begin, 0, kPieceSize)));
     for (std::int64_t at = begin; at < end;) {
         const auto wanted = static_cast<DWORD>(std::min<std::int64_t>(end - at, kPieceSize));
         const DWORD got = file.Read(at, piece.data(), wanted);

@@ -2,6 +2,8 @@
 
 #include <sddl.h>
 
+#include <cwchar>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -114,6 +116,22 @@ FileInformation QueryPath(IProtocolManager& manager, const std::wstring& name) {
     FileInformation information{};
     CheckCode("ZdQueryPathInfo", manager.ZdQueryPathInfo(name.c_str(), &information), name);
     return information;
+}
+
+std::wstring NameOf(const DirectoryEntry& entry) {
+    return std::wstring(entry.name, ::wcsnlen(entry.name, std::size(entry.name)));
+}
+
+void MakeDirectory(IProtocolManager& manager, const std::wstring& name, DWORD disposition) {
+    CRemoteFile directory(manager, {name, ObjectKind::Directory, disposition, FILE_LIST_DIRECTORY});
+    directory.Finish();
+}
+
+std::vector<DirectoryEntry> ListDirectory(IProtocolManager& manager, const std::wstring& name) {
+    CRemoteFile directory(manager, {name, ObjectKind::Directory, kZdOpen, FILE_LIST_DIRECTORY});
+    std::vector<DirectoryEntry> entries = directory.List();
+    directory.Finish();
+    return entries;
 }
 
 ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD access) {

@@ -85,6 +85,20 @@ inline bool IsDirectory(const DirectoryEntry& entry) {
     return (entry.mode & kModeDirectory) != 0;
 }
 
+// The name of an entry; empty where it could not be told.
+std::wstring NameOf(const DirectoryEntry& entry);
+
+// True for the two names that every directory holds.
+inline bool IsDots(const std::wstring& name) {
+    return name == L"." || name == L"..";
+}
+
+// Makes a directory (kZdCreate), or has one be there (kZdOpenIf). Throws CFailure.
+void MakeDirectory(IProtocolManager& manager, const std::wstring& name, DWORD disposition);
+
+// All that a directory holds, "." and ".." included. Throws CFailure.
+std::vector<DirectoryEntry> ListDirectory(IProtocolManager& manager, const std::wstring& name);
+
 // The kind of what exists under `name`, found by opening it. Where it opens as neither, the failure is the file's.
 ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD access);
 

@@ -31,13 +31,22 @@ std::wstring Simplified(const std::wstring& name) {
 
 }  // namespace
 
-std::wstring RemoteName(std::string_view text) {
+std::wstring RemoteName(std::string_view text, const std::wstring& directory) {
     std::wstring name = ToWide(text);
     if (name.empty()) throw CUsageError("an empty remote name");
     std::replace(name.begin(), name.end(), L'/', L'\\');
+    if (!directory.empty()) {
+        if (name.front() != L'\\') name = Below(directory, name);
+        name = Simplified(name);
+        return name.empty() ? L"\\" : name;
+    }
     if (name.front() != L'\\') name.insert(name.begin(), L'\\');
     while (name.size() > 1 && name.back() == L'\\') name.pop_back();
     return name;
+}
+
+std::wstring Below(const std::wstring& directory, const std::wstring& name) {
+    return directory.back() == L'\\' ? directory + name : directory + L"\\" + name;
 }
 
 bool SameRemoteName(const std::wstring& left, const std::wstring& right) {

@@ -1,6 +1,7 @@
 #include "Session.h"
 
 #include "Failure.h"
+#include "Impersonation.h"
 #include "LocalFile.h"
 #include "Settings.h"
 #include "Text.h"
@@ -32,6 +33,10 @@ void CopyField(wchar_t (&field)[kWidth], const std::string& text, const char* op
 
 }  // namespace
 
+CSession::CSession(SessionOptions options) : m_options(std::move(options)) {
+    if (m_options.trace.Wanted()) m_trace = std::make_unique<CTrace>(m_options.trace);
+}
+
 CSession::~CSession() {
     try {
         End();
@@ -41,8 +46,12 @@ CSession::~CSession() {
 }
 
 IProtocolManager& CSession::Manager() {
-    Plugin();
-    if (!m_connected) Connect();
+    if (!m_connected) {
+        // Connections begin and end as the service's own, whomever the thread serves.
+        const CImpersonation service(Caller::Process);
+        Plugin();
+        Connect();
+    }
     return *m_manager;
 }
 
@@ -84,9 +93,13 @@ void CSession::Load() {
     const auto address = ::GetProcAddress(m_module, "GetProtocol");
     if (address == nullptr) throw CFatalFailure(DescribeFailure("looking up GetProtocol", ::GetLastError(), L""));
     const auto getProtocol = reinterpret_cast<GetProtocolFunction>(reinterpret_cast<void*>(address));
-    if (m_logger == nullptr) PrepareLog();
+    if (m_logger == nullptr) {
+        PrepareLog();
+        if (m_trace != nullptr) m_trace->Attach(m_module, *m_logger);
+    }
     void* hostContext = this;
-    m_manager = getProtocol(&hostContext, m_logger.get());
+    m_manager = m_trace != nullptr ? m_trace->MakeManager(getProtocol, &hostContext, m_logger.get())
+                                   : getProtocol(&hostContext, m_logger.get());
     if (m_manager == nullptr) throw CFatalFailure("GetProtocol answered no object");
 }
 
@@ -106,14 +119,22 @@ void CSession::Connect() {
     m_connected = true;
 }
 
+DWORD CSession::Release() {
+    if (m_manager == nullptr) return ERROR_SUCCESS;
+    const CImpersonation service(Caller::Process);
+    const DWORD disconnected = m_connected ? m_manager->ZdDisconnect() : ERROR_SUCCESS;
+    m_connected = false;
+    m_manager->Release();
+    m_manager = nullptr;
+    return disconnected;
+}
+
+void CSession::Disconnect() {
+    CheckCode("ZdDisconnect", Release(), ToWide(m_options.pool));
+}
+
 void CSession::End() {
-    DWORD disconnected = ERROR_SUCCESS;
-    if (m_manager != nullptr) {
-        if (m_connected) disconnected = m_manager->ZdDisconnect();
-        m_connected = false;
-        m_manager->Release();
-        m_manager = nullptr;
-    }
+    const DWORD disconnected = Release();
     bool stopped = true;
     if (m_logger != nullptr) {
         stopped = m_logger->Stop(kLogWaitMilliseconds);
@@ -125,10 +146,12 @@ void CSession::End() {
             static_cast<void>(m_logger.release());
         }
     }
+    if (m_trace != nullptr) m_trace->Detach();
     if (m_module != nullptr && stopped) ::FreeLibrary(m_module);
     m_module = nullptr;
     if (disconnected != ERROR_SUCCESS) ThrowFailure("ZdDisconnect", disconnected, ToWide(m_options.pool));
     if (!stopped) throw CFailure("the plug-in's log could not be finished");
+    if (m_trace != nullptr) m_trace->Finish();
 }
 
 }  // namespace zd

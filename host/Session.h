@@ -8,6 +8,7 @@
 
 #include "IProtocolManager.h"
 #include "Logger.h"
+#include "trace/Trace.h"
 
 namespace zd {
 
@@ -16,12 +17,14 @@ struct SessionOptions {
     std::string pool = "pool";
     std::string second;
     std::string third;
+    TraceOptions trace;
 };
 
 // Loads and connects when it is first needed, so that commands without a connection need no plug-in. One thread.
 class CSession {
 public:
-    explicit CSession(SessionOptions options) : m_options(std::move(options)) {}
+    // Throws CFailure where the trace that is asked for has no place to go.
+    explicit CSession(SessionOptions options);
     // Ends the session; what fails then is not reported.
     ~CSession();
     CSession(const CSession&) = delete;
@@ -39,8 +42,13 @@ public:
 
     const std::string& PoolName() const { return m_options.pool; }
 
+    // Disconnects and releases the plug-in's object; the next use makes both anew, over the same plug-in and log.
+    // Throws CFailure where the plug-in cannot disconnect.
+    void Disconnect();
+
     // Disconnects, releases the plug-in's object and lets the log finish, so that no line is lost. Throws CFailure
-    // where one of these fails; the rest is done all the same.
+    // where one of these fails; the rest is done all the same. Nothing
+    // may be used afterwards: the plug-in keeps to the first log that it was given.
     void End();
 
 private:
@@ -48,8 +56,10 @@ private:
     void Load();
     void PrepareLog();
     void Connect();
+    DWORD Release();
 
     SessionOptions m_options;
+    std::unique_ptr<CTrace> m_trace;  // where one is wanted
     HMODULE m_module = nullptr;
     std::unique_ptr<CLogger> m_logger;  // outlives the plug-in's object and the thread that writes the log
     IProtocolManager* m_manager = nullptr;

@@ -199,7 +199,10 @@ public:
     // Slot 9. Deletes nothing and answers 0: a file is deleted by closing a handle with the delete flag.
     virtual DWORD ZdDeleteFile(void* request) = 0;
 
-    // Slot 10. Renames the open file with all its fragments.
+    // Slot 10. Renames the open file with all its fragments, or the directory. `newName` is the whole name; the handles
+    // of the file follow. What stands under it is removed first where `replaceIfExists` is not 0. Errors: 123 no name,
+    // or a file and a part of itself; 2 the file was removed or replaced; translated storage failures, after which
+    // fragments before the failing one stay renamed.
     virtual DWORD ZdRenameFile(Handle handle, const wchar_t* newName, DWORD replaceIfExists) = 0;
 
     // Slot 11. Lists an open directory from where its stream stands. `*entries` receives a block of `*count` records

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -62,7 +63,8 @@ bool FindRepeated(LogSuppressor& suppressor, const LogRecord& record, time_t now
         if (MatchedPart(suppressor, message->record->text) == text) {
             message->record->level = record.level;
             message->lastSeen = now;
-            count = ++message->count;
+            if (message->count < std::numeric_limits<std::int32_t>::max()) ++message->count;
+            count = message->count;
             return message == suppressor.recent.begin() || before >= count;
         }
         before = message->count;

@@ -34,7 +34,8 @@ bool WalkLevels(const std::string& path, std::size_t lastSlash) {
     std::size_t position = level.size();
     for (;;) {
         if (!HasMarker(level + ".refresh")) return false;
-        const CUniqueDirectory closing(::ZdvfsOpendirForList(level.c_str(), 1));
+        // Not left to an owner, which would keep an exception from the operation's handler.
+        if (ZdvfsDirectory* const listed = ::ZdvfsOpendirForList(level.c_str(), 1)) ::ZdvfsClosedir(listed);
         if (lastSlash <= level.size()) return true;
         const std::size_t begin = path.find_first_not_of('/', position);
         if (begin == std::string::npos) return true;
@@ -45,10 +46,11 @@ bool WalkLevels(const std::string& path, std::size_t lastSlash) {
 
 // The storage path that the host wrote behind the prefix, empty where it does not convert.
 std::string StoragePath(const wchar_t* path) {
-    const CUniqueHulText utf8(::wcstoutf8_malloced(path + kControlPrefix.size() - 1));
+    CUniqueHulText utf8(::wcstoutf8_malloced(path + kControlPrefix.size() - 1));
     if (!utf8) return {};
     std::string converted(utf8.Get());
     std::replace(converted.begin(), converted.end(), '\\', '/');
+    ::_HulFree(utf8.Release());
     return converted;
 }
 

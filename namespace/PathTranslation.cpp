@@ -61,6 +61,11 @@ CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name) {
     return CUtf8String(std::move(utf8));
 }
 
+std::wstring_view WithoutTrailingSeparators(std::wstring_view name) noexcept {
+    while (name.size() > 1 && (name.back() == L'\\' || name.back() == L'/')) name.remove_suffix(1);
+    return name;
+}
+
 CWideString BaseOfFragmentShape(const CWideString& name) {
     const CWideString resolved = ResolveDots(name);
     std::wstring_view view = resolved.view();

@@ -1,6 +1,8 @@
 // From a host's name to a storage path, and the optional rule for characters in names.
 #pragma once
 
+#include <string_view>
+
 #include "text/SharedString.h"
 
 namespace zd {
@@ -15,6 +17,9 @@ bool NameHasInvalidCharacters(const wchar_t* name) noexcept;
 // The name without the ";F" and number above 0 of a fragment, empty where the name is not of that shape. Separators
 // behind the number are left out, and "." and ".." components are resolved first, as the storage does.
 CWideString BaseOfFragmentShape(const CWideString& name);
+
+// The name of a file without the separators behind it, which the storage passes over: its fragments go by what is left.
+std::wstring_view WithoutTrailingSeparators(std::wstring_view name) noexcept;
 
 // The storage locality of a name: its first directory in UTF-8, empty for an object at the share's root, cut between
 // characters to fit 31 bytes.

@@ -78,7 +78,11 @@ public:
             }
         }
         DirectoryEntry* next = block;
-        for (const auto& [name, entry] : m_entries) *next++ = entry;
+        for (const auto& [name, entry] : m_entries) {
+            // An assignment need not touch the bytes behind the last field, which are the host's to see.
+            std::memset(next, 0, sizeof *next);
+            *next++ = entry;
+        }
         *entries = block;
         *count = static_cast<DWORD>(m_entries.size());
     }

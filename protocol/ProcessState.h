@@ -48,10 +48,10 @@ struct CProcessState {
     bool m_settingsKeyTried = false;
 
     // Serialises the first use of the logger.
-    CCriticalSectionHolder m_loggerLock;
+    CRankedLock<ELockRank::kLoggerFirstUse> m_loggerLock;
 
     // Guarded by m_settingsLock.
-    CCriticalSectionHolder m_settingsLock;
+    CRankedLock<ELockRank::kSettings> m_settingsLock;
     CSettingsMap m_settings;
     std::map<std::wstring, CScannedPool> m_scannedPools;
     std::map<std::wstring, std::size_t> m_mountedNames;  // name -> connections that mounted it, ordered by code units

@@ -118,11 +118,8 @@ public:
     // The segment size for a file being written, applied to its descriptor; 0 for none.
     std::int32_t ApplySegmentSize(int descriptor, const wchar_t* name, std::uint32_t cacheFlags);
 
-    // Removes what stands under a rename's new name, as far as it can be opened.
-    void RemoveRenameTarget(const wchar_t* newName);
-
-    // Renames each fragment that the handle knows, in ascending order. Throws the code of the first failure.
-    void RenameFragments(const WORDInfo& word, const CWideString& oldName, const CWideString& newName);
+    // Removes what stands under a rename's new name, as far as it can be opened and is not the source itself.
+    void RemoveRenameTarget(const WORDInfo& source, const wchar_t* newName);
 
     // Renews the storage task's time or stops the task, as the time of the last activity asks for.
     void DoAddTaskTimeUpdate();
@@ -160,7 +157,7 @@ private:
     std::uint32_t m_reservedLimit = 512;
     WORDCollection m_words;
     ZdvfsMountBlock m_mountBlock{};
-    CCriticalSectionHolder m_objectLock;  // serialises connect and disconnect
+    CRankedLock<ELockRank::kObject> m_objectLock;  // serialises connect and disconnect
     BYTE m_localCacheOn = 1;
     CUniqueRuntimeBlock<char> m_defaultDescriptor;
     std::int32_t m_compression = 1;

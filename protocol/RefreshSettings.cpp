@@ -13,9 +13,10 @@ void NoticeChanges() noexcept {
 }
 
 // Every mounted library follows the level that its block names.
-void CopyLogLevelToMounts(DWORD level) noexcept {
+void CopyLogLevelToMounts(ZdvfsMountBlock& own, DWORD level) noexcept {
     CProcessState& state = ProcessState();
     const CAutoCriticalSection held(state.m_settingsLock);
+    own.logLevel = level;
     for (ZdvfsMountBlock* const block : state.m_mountBlocks) block->logLevel = level;
 }
 
@@ -40,8 +41,7 @@ void CProtocolManager::ZdRefreshSettings(DWORD value, bool full) {
         }
         RecordActivity(value);
         const DWORD level = SettingOr(kDebugLevel, 0);
-        m_mountBlock.logLevel = level;
-        CopyLogLevelToMounts(level);
+        CopyLogLevelToMounts(m_mountBlock, level);
         DoAddTaskTimeUpdate();
         SendToPools(kZdvfsIoctlSyncFileCount, SettingOr(kSyncFileCount, kDefaultSyncFileCount));
         ScanForPools();

@@ -22,8 +22,9 @@ CUniqueResult Invent(const CStoredSecurity& stored, std::string& text) {
 CStoredSecurity StoredSecurityOf(const CProtocolManager& manager, const WORDInfo& word) {
     // The name may by now be somebody else's new object.
     if (word.IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
-    if (word.m_isDir || word.Descriptor(0) < 0) return CStoredSecurity(manager.TranslateFragment(word, 0));
-    return CStoredSecurity(static_cast<int>(word.Descriptor(0)));
+    if (!word.m_isDir && word.Descriptor(0) >= 0) return CStoredSecurity(static_cast<int>(word.Descriptor(0)));
+    word.RequireName();
+    return CStoredSecurity(manager.TranslateFragment(word, 0));
 }
 
 DWORD CProtocolManager::ZdGetSecurity(Handle handle, std::uint64_t, PSECURITY_DESCRIPTOR* descriptor) {

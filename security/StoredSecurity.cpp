@@ -3,6 +3,7 @@
 #include <new>
 
 #include "protocol/Errors.h"
+#include "security/TokenHelper.h"
 #include "zdvfs.h"
 
 namespace zd {
@@ -12,6 +13,12 @@ CUniqueHeapBlock<char> NewDescriptorBuffer() {
         static_cast<char*>(::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, kDescriptorTextBytes)));
     if (!buffer) throw std::bad_alloc();
     return buffer;
+}
+
+void RequireStoredAccess(const char* text, DWORD desiredAccess) {
+    const CUniqueDescriptorBlock descriptor(DescriptorOfText(text));
+    const CUniqueSystemHandle token(CTokenHelper().GetToken());
+    RequireAccess(descriptor.Get(), token.Get(), desiredAccess);
 }
 
 CStoredSecurity::CRead CStoredSecurity::Read(char* buffer) const {

@@ -36,6 +36,9 @@ private:
     int m_descriptor = -1;
 };
 
+// Throws the code of the refusal unless the caller has the access under the stored text.
+void RequireStoredAccess(const char* text, DWORD desiredAccess);
+
 class CProtocolManager;
 class WORDInfo;
 

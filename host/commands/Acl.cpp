@@ -22,7 +22,7 @@ struct AclOptions {
 };
 
 void ShowAcl(CommandContext& context, const AclOptions& options) {
-    const std::wstring name = RemoteName(options.remote);
+    const std::wstring name = RemoteName(options.remote, context.directory);
     IProtocolManager& manager = context.session.Manager();
     CRemoteFile object(manager, {name, KindOf(manager, name, READ_CONTROL), kZdOpen, READ_CONTROL});
     const std::wstring text = object.SecurityText();
@@ -32,7 +32,7 @@ void ShowAcl(CommandContext& context, const AclOptions& options) {
 
 void StoreAcl(CommandContext& context, const AclOptions& options) {
     constexpr DWORD kAccess = WRITE_DAC | WRITE_OWNER;
-    const std::wstring name = RemoteName(options.remote);
+    const std::wstring name = RemoteName(options.remote, context.directory);
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (::ConvertStringSecurityDescriptorToSecurityDescriptorW(ToWide(options.text).c_str(), SDDL_REVISION_1,
                                                                &descriptor, nullptr) == FALSE) {

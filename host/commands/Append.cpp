@@ -23,8 +23,8 @@ struct AppendOptions {
 
 // Adds the whole source to the target inside the storage; `disposition` says what becomes of the target before.
 void AppendWhole(CommandContext& context, const char* verb, const AppendOptions& options, DWORD disposition) {
-    const std::wstring sourceName = RemoteName(options.source);
-    const std::wstring targetName = RemoteName(options.target);
+    const std::wstring sourceName = RemoteName(options.source, context.directory);
+    const std::wstring targetName = RemoteName(options.target, context.directory);
     if (SameRemoteName(sourceName, targetName)) {
         throw CUsageError(std::string(verb) + ": source and target are the same file (case does not count)");
     }

@@ -40,7 +40,7 @@ void Attrib(CommandContext& context, const AttributeOptions& options) {
     const DWORD access = FILE_READ_ATTRIBUTES | (changes ? FILE_WRITE_ATTRIBUTES : 0U);
     IProtocolManager& manager = context.session.Manager();
     for (const std::string& remote : options.remotes) {
-        const std::wstring name = RemoteName(remote);
+        const std::wstring name = RemoteName(remote, context.directory);
         CRemoteFile object(manager, {name, KindOf(manager, name, access), kZdOpen, access});
         const std::uint64_t attributes = object.Query().attributes;
         if (changes) object.SetBasic(0, 0, Changed(static_cast<DWORD>(attributes), options));

@@ -22,7 +22,7 @@ struct CatOptions {
 };
 
 void Cat(CommandContext& context, const CatOptions& options) {
-    CRemoteFile remote(context.session.Manager(), {RemoteName(options.remote)});
+    CRemoteFile remote(context.session.Manager(), {RemoteName(options.remote, context.directory)});
     const std::int64_t begin = std::min(SizeOf(options.offset), remote.Size());
     std::int64_t end = remote.Size();
     if (!options.length.empty()) end = begin + std::min(SizeOf(options.length), end - begin);

@@ -7,6 +7,7 @@
 #include "CommandTable.h"
 #include "Failure.h"
 #include "Output.h"
+#include "RemoteName.h"
 #include "Text.h"
 
 namespace zd {
@@ -16,18 +17,24 @@ namespace {
 constexpr wchar_t kPrefix[] = L"\\\\.zdvfs\\";
 
 // A control path names the pool itself; the user may leave prefix and pool away.
-std::wstring ControlPath(const std::string& text, const std::string& pool) {
+std::wstring ControlPath(const std::string& text, const std::string& pool, const std::wstring& directory) {
     std::wstring path = ToWide(text);
     if (path.empty()) throw CUsageError("an empty control path");
     std::replace(path.begin(), path.end(), L'/', L'\\');
     if (path.starts_with(kPrefix)) return path;
+    if (!directory.empty()) {
+        // The separator at the end counts here.
+        const bool ends = path.back() == L'\\';
+        path = RemoteName(text, directory);
+        if (ends && path.back() != L'\\') path += L'\\';
+    }
     if (path.front() != L'\\') path.insert(path.begin(), L'\\');
     return kPrefix + ToWide(pool) + path;
 }
 
 void Control(CommandContext& context, const std::string& text) {
     IProtocolManager& manager = context.session.Manager();
-    const std::wstring path = ControlPath(text, context.session.PoolName());
+    const std::wstring path = ControlPath(text, context.session.PoolName(), context.directory);
     if (manager.ZdControlPath(path.c_str()) == 0) {
         throw CFailure("ZdControlPath answered 0, not every directory has a .refresh: " + ToUtf8(path));
     }

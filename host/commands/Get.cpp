@@ -3,51 +3,76 @@
 
 #include "CommandTable.h"
 #include "Failure.h"
+#include "FileCopy.h"
 #include "LocalFile.h"
-#include "ReadRange.h"
 #include "RemoteFile.h"
 #include "RemoteName.h"
 #include "Text.h"
 #include "Transfer.h"
+#include "Tree.h"
 
 namespace zd {
 
 namespace {
 
-struct GetOptions {
-    std::string remote;
-    std::string local;
-};
-
-void Get(CommandContext& context, const GetOptions& options) {
-    const std::wstring name = RemoteName(options.remote);
+void GetOne(CommandContext& context, const CopyOptions& options) {
+    const std::wstring name = RemoteName(options.from, context.directory);
     CRemoteFile remote(context.session.Manager(), {name});
-    CLocalWriter local(ToWide(options.local));
+    CLocalWriter local(ToWide(options.to));
     CTransfer transfer("get", ToUtf8(name), static_cast<std::uint64_t>(remote.Size()), context.quiet);
-    ReadRange(remote, 0, remote.Size(), [&](const void* data, DWORD size) {
-        local.Write(data, size);
-        transfer.Advance(size);
-    });
-    remote.Finish();
-    local.Commit();
+    GetFile(remote, local, options.times, transfer);
     transfer.Report();
 }
 
+// What exists as a directory is as good as made.
+void MakeLocalDirectory(const std::wstring& path) {
+    if (::CreateDirectoryW(path.c_str(), nullptr) != FALSE) return;
+    const DWORD code = ::GetLastError();
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    const bool exists = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (!exists) ThrowFailure("making the local directory", code, path);
+}
+
+void GetTree(CommandContext& context, const CopyOptions& options) {
+    const std::wstring name = RemoteName(options.from, context.directory);
+    const std::wstring top = LongPath(ToWide(options.to));
+    IProtocolManager& manager = context.session.Manager();
+    CTreeTransfer tree("get", ToUtf8(name), options, context.quiet);
+    const auto entries = ScanRemoteTree(
+        manager, name, [&tree](const std::wstring& path, const std::string& why) { tree.Fail(path, why); });
+    MakeLocalDirectory(top);
+    tree.Run(
+        entries, [&](const TreeEntry& entry) { MakeLocalDirectory(Below(top, entry.path)); },
+        [&](const TreeEntry& entry) {
+            CRemoteFile remote(manager, {Below(name, entry.path)});
+            CLocalWriter local(Below(top, entry.path));
+            GetFile(remote, local, options.times, tree.Transfer());
+        });
+}
+
 CommandAction DescribeGet(CLI::App& command) {
-    auto options = std::make_shared<GetOptions>();
-    command.add_option("REMOTE", options->remote, "The file in the pool")->required()->type_name("");
-    command.add_option("LOCAL", options->local, "The local file to write")->required()->type_name("");
+    auto options = std::make_shared<CopyOptions>();
+    command.add_option("REMOTE", options->from, "The file in the pool; with -r a directory")->required()->type_name("");
+    command.add_option("LOCAL", options->to, "The local file to write")->required()->type_name("");
+    AddCopyOptions(command, *options);
     command.footer(
         "A local file of that name is replaced when the whole file has arrived; a get that fails leaves it alone.\n"
+        "With -r what is in REMOTE goes into LOCAL, which is made where it is missing; what is there already stays or "
+        "is\n"
+        "replaced. Names that no local file can have, and whatever else fails, are told and left out, and the exit "
+        "status\n"
+        "is 1.\n"
         "\n"
-        "Example:\n"
-        "  zdhost get /docs/report.pdf report.pdf");
-    return [options](CommandContext& context) { Get(context, *options); };
+        "Examples:\n"
+        "  zdhost get /docs/report.pdf report.pdf\n"
+        "  zdhost get -r -t /docs C:\\docs");
+    return
+        [options](CommandContext& context) { options->tree ? GetTree(context, *options) : GetOne(context, *options); };
 }
 
 }  // namespace
 
 extern const Command kGetCommand;
-const Command kGetCommand{"get", "Copy a file of the pool to a local file", &DescribeGet};
+const Command kGetCommand{"get", "Copy a file of the pool, or a tree with -r, to a local one", &DescribeGet};
 
 }  // namespace zd

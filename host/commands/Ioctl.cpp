@@ -97,7 +97,7 @@ void Send(CommandContext& context, const IoctlOptions& options) {
     if (options.remote.empty()) {
         return Report("ZdPathIoctl", SendToPools(manager, request, value, kLengthOfValue), context.quiet);
     }
-    CRemoteFile file(manager, {RemoteName(options.remote)});
+    CRemoteFile file(manager, {RemoteName(options.remote, context.directory)});
     const DWORD result = SendToHandle(manager, file.Get(), request, value, kLengthOfValue);
     file.Finish();
     Report("ZdHandleIoctl", result, context.quiet);

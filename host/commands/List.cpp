@@ -29,18 +29,6 @@ struct ListOptions {
     bool json = false;
 };
 
-std::wstring NameOf(const DirectoryEntry& entry) {
-    return std::wstring(entry.name, ::wcsnlen(entry.name, std::size(entry.name)));
-}
-
-bool IsDots(const std::wstring& name) {
-    return name == L"." || name == L"..";
-}
-
-std::wstring Below(const std::wstring& directory, const std::wstring& name) {
-    return directory.back() == L'\\' ? directory + name : directory + L"\\" + name;
-}
-
 // Writes entries one by one, so that a large tree needs no memory.
 class CListing {
 public:
@@ -71,9 +59,7 @@ private:
 
     void WriteDirectory(const std::wstring& name) {
         CheckInterrupted();
-        CRemoteFile directory(m_manager, {name, ObjectKind::Directory, kZdOpen, FILE_LIST_DIRECTORY});
-        std::vector<DirectoryEntry> entries = directory.List();
-        directory.Finish();
+        std::vector<DirectoryEntry> entries = ListDirectory(m_manager, name);
         if (!m_options.all) std::erase_if(entries, [](const DirectoryEntry& entry) { return IsDots(NameOf(entry)); });
         if (m_options.recursive && !m_options.json) {
             const std::string heading = (m_any ? "\n" : "") + ToUtf8(name) + ":\n";
@@ -126,8 +112,9 @@ private:
 
 CommandAction DescribeList(CLI::App& command) {
     auto options = std::make_shared<ListOptions>();
-    command.add_option("REMOTE", options->remote, "The directory or file (default: the top of the pool)")
-        ->type_name("");
+    const CLI::Option* given =
+        command.add_option("REMOTE", options->remote, "The directory or file (default: the current one, or the top)");
+    command.get_option("REMOTE")->type_name("");
     command.add_flag("-l,--long", options->isLong, "Attributes, size, and time of the last change too");
     command.add_flag("-R,--recursive", options->recursive, "The directories below too");
     command.add_flag("-a,--all", options->all, "\".\" and \"..\" too");
@@ -140,7 +127,12 @@ CommandAction DescribeList(CLI::App& command) {
         "Examples:\n"
         "  zdhost ls -l /docs\n"
         "  zdhost ls -R --json / > pool.json");
-    return [options](CommandContext& context) { CListing(context, *options).Write(RemoteName(options->remote)); };
+    return [options, given](CommandContext& context) {
+        // In the shell it is the current directory that is listed where nothing is named.
+        const bool current = given->count() == 0 && !context.directory.empty();
+        const std::wstring name = current ? context.directory : RemoteName(options->remote, context.directory);
+        CListing(context, *options).Write(name);
+    };
 }
 
 }  // namespace

@@ -14,18 +14,13 @@ struct MakeOptions {
     bool parents = false;
 };
 
-void Make(IProtocolManager& manager, const std::wstring& name, DWORD disposition) {
-    CRemoteFile directory(manager, {name, ObjectKind::Directory, disposition, FILE_LIST_DIRECTORY});
-    directory.Finish();
-}
-
-void MakeDirectory(CommandContext& context, const MakeOptions& options) {
-    const std::wstring name = RemoteName(options.remote);
+void Make(CommandContext& context, const MakeOptions& options) {
+    const std::wstring name = RemoteName(options.remote, context.directory);
     IProtocolManager& manager = context.session.Manager();
-    if (!options.parents) return Make(manager, name, kZdCreate);
+    if (!options.parents) return MakeDirectory(manager, name, kZdCreate);
     for (std::size_t end = 0; end < name.size();) {
         end = std::min(name.find(L'\\', end + 1), name.size());
-        Make(manager, name.substr(0, end), kZdOpenIf);
+        MakeDirectory(manager, name.substr(0, end), kZdOpenIf);
     }
 }
 
@@ -37,7 +32,7 @@ CommandAction DescribeMakeDirectory(CLI::App& command) {
         "Examples:\n"
         "  zdhost mkdir /docs\n"
         "  zdhost mkdir -p /images/2026/november");
-    return [options](CommandContext& context) { MakeDirectory(context, *options); };
+    return [options](CommandContext& context) { Make(context, *options); };
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ struct MoveOptions {
 };
 
 void Move(CommandContext& context, const MoveOptions& options) {
-    const std::wstring name = RemoteName(options.from);
-    const std::wstring newName = RemoteName(options.to);
+    const std::wstring name = RemoteName(options.from, context.directory);
+    const std::wstring newName = RemoteName(options.to, context.directory);
     IProtocolManager& manager = context.session.Manager();
     CRemoteFile object(manager, {name, KindOf(manager, name, DELETE), kZdOpen, DELETE});
     object.Rename(newName, options.replace);

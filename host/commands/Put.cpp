@@ -1,56 +1,71 @@
 #include <CLI/CLI.hpp>
 #include <memory>
-#include <vector>
 
 #include "CommandTable.h"
 #include "Failure.h"
+#include "FileCopy.h"
 #include "LocalFile.h"
 #include "RemoteFile.h"
 #include "RemoteName.h"
 #include "Text.h"
 #include "Transfer.h"
+#include "Tree.h"
 
 namespace zd {
 
 namespace {
 
-struct PutOptions {
-    std::string local;
-    std::string remote;
-};
-
-void Put(CommandContext& context, const PutOptions& options) {
-    const std::wstring name = RemoteName(options.remote);
-    CLocalReader local(ToWide(options.local), context.standardInputFree);
-    CRemoteFile remote(context.session.Manager(), {name, ObjectKind::File, kZdOverwriteIf, FILE_WRITE_DATA});
+void PutOne(CommandContext& context, const CopyOptions& options) {
+    const std::wstring name = RemoteName(options.to, context.directory);
+    if (options.times && options.from == "-") throw CUsageError("put: standard input has no time for --times");
+    CLocalReader local(ToWide(options.from), context.standardInputFree);
+    CRemoteFile remote(context.session.Manager(), RequestToPut(name, options.times));
     CTransfer transfer("put", ToUtf8(name), local.Size(), context.quiet);
-    std::vector<char> piece(kPieceSize);
-    std::int64_t offset = 0;
-    while (const DWORD got = local.Read(piece.data(), kPieceSize)) {
-        remote.Write(offset, piece.data(), got);
-        offset += got;
-        transfer.Advance(got);
-    }
-    remote.Finish();
+    PutFile(local, remote, options.times, transfer);
     transfer.Report();
 }
 
+void PutTree(CommandContext& context, const CopyOptions& options) {
+    const std::wstring name = RemoteName(options.to, context.directory);
+    const std::wstring top = LongPath(ToWide(options.from));
+    IProtocolManager& manager = context.session.Manager();
+    CTreeTransfer tree("put", ToUtf8(name), options, context.quiet);
+    const auto entries =
+        ScanLocalTree(top, [&tree](const std::wstring& path, const std::string& why) { tree.Fail(path, why); });
+    MakeDirectory(manager, name, kZdOpenIf);
+    tree.Run(
+        entries, [&](const TreeEntry& entry) { MakeDirectory(manager, Below(name, entry.path), kZdOpenIf); },
+        [&](const TreeEntry& entry) {
+            CLocalReader local(Below(top, entry.path), /*standardInputFree=*/false);
+            CRemoteFile remote(manager, RequestToPut(Below(name, entry.path), options.times));
+            PutFile(local, remote, options.times, tree.Transfer());
+        });
+}
+
 CommandAction DescribePut(CLI::App& command) {
-    auto options = std::make_shared<PutOptions>();
-    command.add_option("LOCAL", options->local, "The local file; - is standard input")->required()->type_name("");
-    command.add_option("REMOTE", options->remote, "Its name in the pool")->required()->type_name("");
+    auto options = std::make_shared<CopyOptions>();
+    command.add_option("LOCAL", options->from, "The local file; - is standard input. With -r a directory")
+        ->required()
+        ->type_name("");
+    command.add_option("REMOTE", options->to, "Its name in the pool")->required()->type_name("");
+    AddCopyOptions(command, *options);
     command.footer(
         "A file that exists under REMOTE is overwritten. A put that fails midway leaves the file incomplete.\n"
+        "With -r what is in LOCAL goes into REMOTE, which is made where it is missing; what is there already stays or "
+        "is\n"
+        "overwritten. What fails is told and left out, and the exit status is 1.\n"
         "\n"
         "Examples:\n"
         "  zdhost put report.pdf /docs/report.pdf\n"
+        "  zdhost put -r -t C:\\docs /docs\n"
         "  tar -c src | zdhost put - /backup/src.tar");
-    return [options](CommandContext& context) { Put(context, *options); };
+    return
+        [options](CommandContext& context) { options->tree ? PutTree(context, *options) : PutOne(context, *options); };
 }
 
 }  // namespace
 
 extern const Command kPutCommand;
-const Command kPutCommand{"put", "Copy a local file into the pool", &DescribePut};
+const Command kPutCommand{"put", "Copy a local file, or a tree with -r, into the pool", &DescribePut};
 
 }  // namespace zd

@@ -18,7 +18,7 @@ struct RemoveOptions {
 void Remove(CommandContext& context, const RemoveOptions& options) {
     const ObjectKind kind = options.directory ? ObjectKind::Directory : ObjectKind::File;
     for (const std::string& remote : options.remotes) {
-        CRemoteFile object(context.session.Manager(), {RemoteName(remote), kind, kZdOpen, DELETE});
+        CRemoteFile object(context.session.Manager(), {RemoteName(remote, context.directory), kind, kZdOpen, DELETE});
         object.FinishAndDelete();
     }
 }

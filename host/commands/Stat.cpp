@@ -64,7 +64,7 @@ void Stat(CommandContext& context, const StatOptions& options) {
     IProtocolManager& manager = context.session.Manager();
     Json all = Json::array();
     for (const std::string& remote : options.remotes) {
-        const std::wstring name = RemoteName(remote);
+        const std::wstring name = RemoteName(remote, context.directory);
         const FileInformation information = Ask(manager, name, options.unopened);
         if (options.json) {
             all.push_back(ToJson(name, information, options.unopened));

@@ -35,7 +35,7 @@ void Touch(CommandContext& context, const TouchOptions& options) {
     const std::int64_t now = TimeNow();
     IProtocolManager& manager = context.session.Manager();
     for (const std::string& remote : options.remotes) {
-        CRemoteFile object(manager, RequestFor(manager, RemoteName(remote), options.noCreate));
+        CRemoteFile object(manager, RequestFor(manager, RemoteName(remote, context.directory), options.noCreate));
         // The two times are set together; the one that is not asked for keeps its value.
         const FileInformation before = object.Query();
         auto access = both ? now : static_cast<std::int64_t>(before.lastAccessTime);

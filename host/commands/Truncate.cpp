@@ -17,7 +17,7 @@ struct TruncateOptions {
 
 void Truncate(CommandContext& context, const TruncateOptions& options) {
     CRemoteFile remote(context.session.Manager(),
-                       {RemoteName(options.remote), ObjectKind::File, kZdOpen, FILE_WRITE_DATA});
+                       {RemoteName(options.remote, context.directory), ObjectKind::File, kZdOpen, FILE_WRITE_DATA});
     remote.SetSize(SizeOf(options.size));
     remote.Finish();
 }

@@ -1,11 +1,9 @@
 #include <CLI/CLI.hpp>
-#include <limits>
 #include <memory>
-#include <vector>
 
 #include "Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
+#include "FileCopy.h"
 #include "LocalFile.h"
 #include "RemoteFile.h"
 #include "RemoteName.h"
@@ -22,20 +20,11 @@ struct WriteOptions {
 };
 
 void Write(CommandContext& context, const WriteOptions& options) {
-    const std::wstring name = RemoteName(options.remote);
+    const std::wstring name = RemoteName(options.remote, context.directory);
     CLocalReader local(ToWide(options.local), context.standardInputFree);
     CRemoteFile remote(context.session.Manager(), {name, ObjectKind::File, kZdOpen, FILE_WRITE_DATA});
     CTransfer transfer("write", ToUtf8(name), local.Size(), context.quiet);
-    std::vector<char> piece(kPieceSize);
-    std::int64_t offset = SizeOf(options.offset);
-    while (const DWORD got = local.Read(piece.data(), kPieceSize)) {
-        if (offset > std::numeric_limits<std::int64_t>::max() - static_cast<std::int64_t>(got)) {
-            throw CUsageError("--offset: the data would not end below 2^63");
-        }
-        remote.Write(offset, piece.data(), got);
-        offset += got;
-        transfer.Advance(got);
-    }
+    CopyInto(remote, SizeOf(options.offset), local, transfer);
     remote.Finish();
     transfer.Report();
 }

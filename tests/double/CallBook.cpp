@@ -174,6 +174,20 @@ std::int64_t RunCall(ICallBook& book, Call& call, EResult kind,
     return outcome.value;
 }
 
+std::int64_t RunGivingBack(ICallBook& book, Call& call, const std::function<Outcome()>& forget) {
+    struct CGivenBack {
+        const std::function<Outcome()>& forget;
+        bool carriedOut = false;
+        ~CGivenBack() {
+            if (!carriedOut) forget();
+        }
+    } givenBack{forget};
+    return RunCall(book, call, EResult::kNumber, [&](Call&, std::int64_t) {
+        givenBack.carriedOut = true;
+        return forget();
+    });
+}
+
 std::string Quoted(const char* text) {
     if (text == nullptr) return "null";
     std::string quoted = "\"";

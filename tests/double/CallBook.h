@@ -56,6 +56,9 @@ enum class EResult { kNumber, kPointer, kVoid };
 std::int64_t RunCall(ICallBook& book, Call& call, EResult kind,
                      const std::function<Outcome(Call& call, std::int64_t cap)>& perform);
 
+// The same for a call that gives something back: `forget` is also done where the call reports a failure or throws.
+std::int64_t RunGivingBack(ICallBook& book, Call& call, const std::function<Outcome()>& forget);
+
 // "text" in quotes with control characters and quotes escaped; null for null.
 std::string Quoted(const char* text);
 std::string Hex(std::uint64_t value);

@@ -152,18 +152,7 @@ int ZdvfsClose(int descriptor) {
         state.files.erase(descriptor);
         return Value(0);
     };
-    bool carriedOut = false;
-    struct GivenBack {  // a descriptor is invalid afterwards, also when the call reports a failure or throws
-        const bool& carriedOut;
-        const decltype(forget)& close;
-        ~GivenBack() {
-            if (!carriedOut) close();
-        }
-    } const givenBack{carriedOut, forget};
-    return static_cast<int>(RunCall(state.book, call, EResult::kNumber, [&](Call&, std::int64_t) {
-        carriedOut = true;
-        return forget();
-    }));
+    return static_cast<int>(RunGivingBack(state.book, call, forget));
 }
 
 int64_t ZdvfsPread(int descriptor, void* buffer, uint64_t length, int64_t offset) {

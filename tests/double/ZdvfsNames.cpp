@@ -180,18 +180,7 @@ int ZdvfsClosedir(ZdvfsDirectory* directory) {
         stream->open = false;
         return Value(0);
     };
-    bool carriedOut = false;
-    struct GivenBack {  // as with descriptors
-        const bool& carriedOut;
-        const decltype(forget)& close;
-        ~GivenBack() {
-            if (!carriedOut) close();
-        }
-    } const givenBack{carriedOut, forget};
-    return static_cast<int>(RunCall(state.book, call, EResult::kNumber, [&](Call&, std::int64_t) {
-        carriedOut = true;
-        return forget();
-    }));
+    return static_cast<int>(RunGivingBack(state.book, call, forget));
 }
 
 int ZdvfsMkdir(const char* path, int mode) {

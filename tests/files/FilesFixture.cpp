@@ -1,7 +1,8 @@
 #include "files/FilesFixture.h"
 
 #include <algorithm>
-#include <thread>
+
+#include "harness/OtherThread.h"
 
 namespace zd::test {
 
@@ -17,16 +18,6 @@ std::wstring HostName(const std::string& name) {
 
 std::string StoragePath(const std::string& name, int fragment) {
     return "pool/" + name + (fragment == 0 ? std::string() : ";F" + std::to_string(fragment));
-}
-
-std::string Pattern(std::size_t length, unsigned seed) {
-    std::string pattern(length, '\0');
-    std::uint32_t state = seed * 2654435761U + 12345U;
-    for (char& byte : pattern) {
-        state = state * 1664525U + 1013904223U;
-        byte = static_cast<char>(state >> 24);
-    }
-    return pattern;
 }
 
 std::optional<int> ToldCount(const std::vector<LogLine>& lines) {
@@ -124,20 +115,7 @@ int CFilesTest::OpenWriters() {
 }
 
 void CFilesTest::ExpectUsableElsewhere(Handle handle) {
-    CGate used;
-    DWORD code = kUntouched;
-    std::thread user([&] {
-        code = Read(handle, 0, 0).code;
-        used.Set();
-    });
-    if (used.Wait()) {
-        user.join();
-        EXPECT_EQ(0U, code);
-        return;
-    }
-    // The thread waits for ever, and so would the end of this process.
-    std::fputs("the handle's lock was left held\n", stderr);
-    ::TerminateProcess(::GetCurrentProcess(), kChildFailed);
+    ExpectOtherThreadGetsThrough([&] { return Read(handle, 0, 0).code; });
 }
 
 }  // namespace zd::test

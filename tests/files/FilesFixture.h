@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "harness/Gate.h"
+#include "harness/Pattern.h"
 #include "harness/PluginFixture.h"
 
 namespace zd::test {
@@ -70,9 +71,6 @@ protected:
 // The host's name and the storage's path of a file.
 std::wstring HostName(const std::string& name);
 std::string StoragePath(const std::string& name, int fragment = 0);
-
-// `length` bytes that differ from place to place and from `seed` to `seed`.
-std::string Pattern(std::size_t length, unsigned seed = 0);
 
 // The number behind "m_OpenDirectIOorWriteFiles: " in the lines; empty where no line tells it.
 std::optional<int> ToldCount(const std::vector<LogLine>& lines);

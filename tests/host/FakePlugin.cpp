@@ -7,6 +7,8 @@
 //     short-write  ZdWriteFile takes half of what it is given
 //     early-end    ZdReadFile finds the end of the data at 1.5 MiB
 //     short-append ZdAppendFile leaves out the last byte
+//     tell-callers the report also tells whom the thread acts for when it connects, opens and disconnects
+//     hostile-names  a directory holds names that lead elsewhere, and "good"
 //     no-answer    ZdPathIoctl succeeds and does nothing
 // Files live as long as the process. At Release a line with what was called goes to the file that ZDHOST_FAKE_REPORT
 // names: "connected pool=... second=... third=... open=0 disconnected".
@@ -14,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <map>
 #include <memory>
 #include <vector>
@@ -62,6 +65,19 @@ std::string Narrow(const std::wstring& text) {
     return result;
 }
 
+// Whom the thread acts for: "process" where it impersonates nobody, else "administrator" or "other".
+std::string CallerOfThread() {
+    HANDLE token = nullptr;
+    if (::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, &token) == FALSE) return "process";
+    ::CloseHandle(token);
+    DWORD sid[SECURITY_MAX_SID_SIZE / sizeof(DWORD)];
+    DWORD size = sizeof sid;
+    BOOL member = FALSE;
+    ::CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
+    ::CheckTokenMembership(nullptr, sid, &member);
+    return member != FALSE ? "administrator" : "other";
+}
+
 class CFakeManager final : public IProtocolManager {
 public:
     DWORD ZdConnect(const ConnectParameters* parameters) override {
@@ -69,16 +85,19 @@ public:
         if (const DWORD code = CodeFor("ZdConnect")) return code;
         m_report += "connected pool=" + Narrow(parameters->poolName) + " second=" + Narrow(parameters->secondName) +
                     " third=" + Narrow(parameters->thirdName);
+        TellCaller("connect");
         return 0;
     }
 
     DWORD ZdDisconnect() override {
         m_report += " open=" + std::to_string(m_handles.size()) + " disconnected";
+        TellCaller("disconnect");
         return CodeFor("ZdDisconnect");
     }
 
     DWORD ZdCreateFile(const wchar_t* name, DWORD isDirectory, DWORD, DWORD, DWORD, DWORD disposition, DWORD, DWORD,
                        PSECURITY_DESCRIPTOR, Handle* handle, DWORD*, FileInformation* information) override {
+        TellCaller("open");
         if (const DWORD code = CodeFor("ZdCreateFile")) return code;
         const bool wantsDirectory = isDirectory != 0;
         auto found = g_objects.find(name);
@@ -185,9 +204,16 @@ public:
 
     DWORD ZdQueryDirContents(Handle, DirectoryEntry** entries, DWORD* count) override {
         if (const DWORD code = CodeFor("ZdQueryDirContents")) return code;
+        if (Told("hostile-names")) {
+            const std::vector<const wchar_t*> names = {L"..\\out", L"../out", L"C:out",       L"\\out",
+                                                       L"out\x1B", L"COM1.x", L"..\\..\\out", L"good"};
+            *count = static_cast<DWORD>(names.size());
+            *entries = NewEntries(*count);
+            for (std::size_t i = 0; i < names.size(); ++i) std::wcscpy((*entries)[i].name, names[i]);
+            return 0;
+        }
         *count = 2;
-        *entries =
-            static_cast<DirectoryEntry*>(::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, 2 * sizeof(DirectoryEntry)));
+        *entries = NewEntries(*count);
         // A directory without a name, and half of a character.
         (*entries)[0].mode = 0x4000;
         (*entries)[1].name[0] = 0xD83D;
@@ -208,6 +234,15 @@ public:
     DWORD ZdPathIoctl(DWORD, std::uint64_t) override { return Told("no-answer") ? 0 : 0xFFFFFFFF; }
 
 private:
+    void TellCaller(const char* operation) {
+        if (Told("tell-callers")) m_report += std::string(" ") + operation + "-by=" + CallerOfThread();
+    }
+
+    static DirectoryEntry* NewEntries(std::size_t count) {
+        return static_cast<DirectoryEntry*>(
+            ::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, count * sizeof(DirectoryEntry)));
+    }
+
     static FileInformation InformationOf(const FakeObject& object) {
         FileInformation information{};
         information.size = object.data.size();

@@ -58,6 +58,59 @@ says "line 1: ZdConnect failed: 53 ("
 holds '! grep -q "line 2" err'
 : >in
 
+echo "callers: the service connects and disconnects, the caller does the rest"
+told() { # EXPECTED: the report without the names of the connection
+    checks=$((checks + 1))
+    [ "$(sed 's/^.* third= //' report)" = "$1" ] || fail "the report should be: $1, and is: $(cat report)"
+}
+with "tell-callers" mkdir /d
+told "connect-by=process open-by=process open=0 disconnected disconnect-by=process"
+with "tell-callers" --as self mkdir /d
+ends 0
+says_nothing
+told "connect-by=process open-by=administrator open=0 disconnected disconnect-by=process"
+with "tell-callers" --as restricted mkdir /d
+ends 0
+says_nothing
+told "connect-by=process open-by=other open=0 disconnected disconnect-by=process"
+with "tell-callers ZdCreateFile=5" --as restricted mkdir /d
+ends 1
+says 'zdhost: ZdCreateFile failed: 5 ('
+told "connect-by=process open-by=other open=0 disconnected disconnect-by=process"
+with "ZdConnect=53" --as restricted mkdir /d
+ends 1
+says 'zdhost: ZdConnect failed: 53 ('
+# What the system refuses is not done as somebody else.
+with "tell-callers" --as anonymous mkdir /d
+if [ "$status" = 0 ]; then
+    told "connect-by=process open-by=other open=0 disconnected disconnect-by=process"
+else
+    says 'zdhost: impersonating "anonymous" failed: '
+    told "connect-by=process open=0 disconnected disconnect-by=process"
+fi
+printf 'mkdir /a\n--as self mkdir /b\n--as restricted mkdir /b\n--as restricted mkdir /c\nmkdir /d\n' >in
+with "tell-callers" script --keep-going
+ends 1
+says 'line 3: ZdCreateFile failed: 183 ('
+told "connect-by=process open-by=process open-by=administrator open-by=other open-by=other open-by=process\
+ open=0 disconnected disconnect-by=process"
+# Inside a script that runs as somebody, each line ends as that caller again.
+with "tell-callers" --as restricted script --keep-going
+ends 1
+told "connect-by=process open-by=other open-by=administrator open-by=other open-by=other open-by=other\
+ open=0 disconnected disconnect-by=process"
+# A connection that is given up and made again on the way begins and ends as the first one did.
+printf 'mkdir /a\nreconnect\nmkdir /b\n' >in
+with "tell-callers" --as restricted shell
+ends 0
+holds '[ "$(grep -c "third= connect-by=process open-by=other open=0 disconnected disconnect-by=process$" report)" = 2 ]'
+printf 'mkdir /a\n--as nobody mkdir /b\n' >in
+with "tell-callers" script
+ends 2
+says 'line 2: --as: "nobody" is none of self, restricted, anonymous'
+told "connect-by=process open-by=process open=0 disconnected disconnect-by=process"
+: >in
+
 echo "failing operations are named, with code and path"
 with "ZdCreateFile=5" put three /x
 ends 1
@@ -195,6 +248,47 @@ with "" script
 ends 1
 says 'line 2: creating the local file failed: 3 ('
 : >in
+
+echo "trees: names that lead elsewhere, and failures in the middle"
+printf 'put three /good\nget -r / inner/back\n' >in
+mkdir inner
+with "hostile-names" script
+ends 1
+holds '[ "$(wc -l <err)" = 7 ] && [ "$(grep -c "zdhost: get .*: the name " err)" = 7 ]'
+says 'zdhost: get ..\..\out: the name holds a character'
+says 'zdhost: get out<001b>: the name holds a character'
+says 'zdhost: get COM1.x: the name is that of a device'
+holds '[ "$(cd inner && find . | LC_ALL=C sort | tr "\n" " ")" = ". ./back ./back/good " ]'
+holds '[ "$(find . -name "*out*" | grep -v "^./out$" | wc -l)" = 0 ]'
+same three inner/back/good
+# A file that fails midway does not count, and the local one of before stays.
+printf 'as it was' >inner/back/good
+printf 'put three /good\nget -r --json / inner/back\n' >in
+with "hostile-names early-end" script
+ends 1
+says 'get good: ZdReadFile (data ends early) failed: 38 ('
+holds '[ "$(cat inner/back/good)" = "as it was" ] && [ "$(ls inner/back)" = good ]'
+holds 'python3 -c "
+import json
+j = json.load(open(\"out\"))
+assert j[\"files\"] == 0 and j[\"bytes\"] == 0 and len(j[\"failures\"]) == 8 and j[\"ended\"] is None, j
+" 2>err'
+: >in
+mkdir -p inner/source/sub
+cp three inner/source/sub/1
+cp three inner/source/sub/2
+with "ZdWriteFile=112" put -r --json inner/source /t
+ends 1
+holds '[ "$(grep -c "ZdWriteFile failed: 112 (" err)" = 2 ] && grep -q "open=0 disconnected" report'
+holds 'python3 -c "
+import json
+j = json.load(open(\"out\"))
+assert j[\"files\"] == 0 and j[\"directories\"] == 1 and j[\"bytes\"] == 0, j
+assert [f[\"path\"] for f in j[\"failures\"]] == [chr(92).join([\"sub\", n]) for n in \"12\"], j
+" 2>err'
+with "ZdSetFileBasicInfo=5" put -r -t inner/source /t
+ends 1
+holds '[ "$(grep -c "ZdSetFileBasicInfo failed: 5 (" err)" = 2 ]'
 
 echo "names and bytes"
 with "" get /nothing mine

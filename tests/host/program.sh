@@ -2,7 +2,7 @@
 
 echo "help on every level"
 for level in "" put get cat write cp append truncate ls stat mv attrib touch mkdir rm acl "acl get" "acl set" df \
-    label pools ioctl control refresh log tag setup config script; do
+    label pools ioctl control refresh log tag setup config script shell; do
     # shellcheck disable=SC2086
     run $level --help
     ends 0
@@ -25,6 +25,9 @@ says 'there is no command "frobnicate"; see zdhost acl --help'
 run put only-one
 ends 2
 says "REMOTE is required"
+run --as nobody put a b
+ends 2
+says '"nobody" is none of self, restricted, anonymous'
 run put a b c
 ends 2
 says "not expected: c"
@@ -126,7 +129,7 @@ says "line 1: the line is not UTF-8"
 printf 'put - /x\n' >in
 run script
 ends 2
-says 'line 1: standard input holds the script and cannot be "-" too'
+says 'line 1: standard input holds the commands and cannot be "-" too'
 printf '\xef\xbb\xbfput missing.bin /x\r\n' >in
 run script
 ends 1
@@ -224,79 +227,3 @@ same expected out
 run setup --clear --former-tree --show
 ends 0
 prints "Nothing is set."
-
-echo "the settings in force"
-# NAME VALUE SOURCE: one row of the table.
-row() {
-    checks=$((checks + 1))
-    grep -qE "^  $1 +$2 +$3\$" out || fail "a row should be: $1 $2 $3"
-}
-run config
-ends 0
-says_nothing
-prints 'HKEY_LOCAL_MACHINE\SOFTWARE\Orvane\Zendra'
-holds '[ "$(grep -c " default$" out)" = "$(grep -cE "^  [A-Za-z]" out)" ]'
-row MaxFileSizeMB 51200 default
-row ENCRYPTION 0 default
-row RESTORE_DECRYPT_LOCAL 1 default
-row logpath none default
-prints 'neither Agent\logpath nor Agent\path names a folder: there is no log file'
-mkdir agent
-cat >agent/zd.conf <<'END'
-IFS_COMPRESSION=5
-ENCRYPTION=yes
-PREFERRED_EXT_SEGKSIZE=vhd:64,edb:4194304,x:;more
-END
-: >agent/pool.cfg
-run setup --agent-path "Z:$work/agent" --agent-type 1 --agent-key-type 2 --config-file "Z:$work/agent/pool.cfg" \
-    --max-file-size-mb 0 --task-time-add 0 --task-close-wait 7 --debug-level 3 --log-suppress 1 --log-num-msgs 4 \
-    --highest-valid-name-char 0x1007f --pool-config "zwei=Z:$work/agent/pool.cfg"
-ends 0
-"$root/tools/wine" reg add 'HKLM\SOFTWARE\Orvane\Zendra\ZDVFS' /v MaxOpenFragments /d 7 /f >out 2>err </dev/null
-run --pool zwei config
-ends 0
-row path '".*agent."' 'registry Agent.path'
-row logpath '".*agent.log"' 'registry Agent.path'
-row AgentType 1 'registry ZDVFS.AgentType'
-prints 'warning: Agent\AgentType has no effect beside ZDVFS\AgentType'
-row ConfigFilePath '".*pool.cfg"' 'registry ZDVFS.SpaList.zwei.ConfigFilePath'
-prints 'warning: Agent\ConfigFilePath has no effect with agent type 1'
-row MaxFileSizeMB 51200 default
-prints 'warning: 0 is stored, which counts as the default'
-row MaxOpenFragments 100 default
-prints 'warning: ZDVFS\MaxOpenFragments is REG_SZ, not REG_DWORD: it has no effect'
-row TaskTimeAdd 0 'registry ZDVFS.TaskTimeAdd'
-prints 'warning: the renewal of the storage task is off'
-prints 'warning: it has no effect: TaskTimeAdd turns the renewal off'
-row HighestValidNameChar 127 'registry ZDVFS.HighestValidNameChar'
-prints 'only the low 16 bits of 65663 count'
-holds '[ "$(grep -c "it has no effect: DebugLevel is above 2" out)" = 2 ]'
-row IFS_COMPRESSION 5 'zd.conf .*agent.zd.conf'
-row ENCRYPTION 0 default
-prints 'warning: "yes" is no number: it has no effect'
-prints 'warning: the size of "edb" does not fit'
-prints 'warning: the size of "x" is no number and counts as 0'
-prints 'warning: the list ends before ";more"'
-run config --json
-ends 0
-holds 'python3 -c "
-import json
-c = json.load(open(\"out\"))
-rows = {r[\"name\"]: r for r in c[\"settings\"]}
-assert rows[\"HighestValidNameChar\"][\"value\"] == 127
-assert rows[\"HighestValidNameChar\"][\"source\"] == \"registry\"
-assert rows[\"MaxOpenFragments\"][\"default\"] == 100 and rows[\"MaxOpenFragments\"][\"place\"] is None
-assert len(rows[\"MaxOpenFragments\"][\"warnings\"]) == 1
-assert rows[\"ConfigFilePath\"][\"value\"] is None
-" 2>err'
-# The reader of zd.conf stands beside the plug-in.
-run --plugin nowhere.dll config
-ends 0
-prints 'warning: zd.conf cannot be told: there is no hul.dll'
-run setup --former-tree --debug-level 2
-run config
-prints 'warning: SOFTWARE\Halvern\Zendra has no effect beside SOFTWARE\Orvane\Zendra'
-run setup --clear --former-tree
-"$root/tools/wine" reg delete 'HKLM\SOFTWARE\Orvane\Zendra\ZDVFS' /v MaxOpenFragments /f >out 2>err </dev/null
-run setup --clear
-ends 0

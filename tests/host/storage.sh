@@ -1,14 +1,6 @@
 # zdhost over the plug-in and the local engine: what goes in comes back, on disk in fragments of 1 MiB. Read by "run".
-mkdir agent pools logs
-printf 'IFS_COMPRESSION=1\nPREFERRED_EXT_SEGKSIZE=vhd:64\n' >agent/zd.conf
-printf '[Main]\nAgentID=7\n' >agent/pool.cfg
-export ZDVFS_LOCAL_ROOT="Z:$work/pools" ZDVFS_LOCAL_CREATE=1
+make_pool
 mib=1048576
-run setup --clear --former-tree
-ends 0
-run setup --clear --agent-path "Z:$work/agent" --log-path "Z:$work/logs" --agent-type 1 --max-file-size-mb 1 \
-    --max-open-fragments 3 --debug-level 6
-ends 0
 
 # The data files of the pool: not the engine's own folder, not the metadata beside each object.
 data_files() { find pools/pool -path 'pools/pool/%pool' -prune -o -type f ! -name '%m.*' -print; }
@@ -334,6 +326,51 @@ ends 1
 says "reading the descriptor's text failed"
 quietly acl get /d/six.bin
 prints '(A;;0x1200a9;;;WD)'
+
+echo "callers"
+# Only administrators may use it: the one whom the group only denies is refused at the open, by every command.
+closed='O:BAG:BAD:(A;;FA;;;BA)(A;;FA;;;SY)'
+quietly acl set /d/copy.bin "$closed"
+for words in "cat /d/copy.bin" "write /d/copy.bin patch --offset 5" "truncate /d/copy.bin 3" "rm /d/copy.bin" \
+    "append /d/six.bin /d/copy.bin" "mv /d/copy.bin /d/mine" "attrib /d/copy.bin --set r" "touch /d/copy.bin" \
+    "acl get /d/copy.bin" "acl set /d/copy.bin D:(A;;FA;;;WD)" "put six /d/copy.bin"; do
+    # shellcheck disable=SC2086
+    run --quiet --as restricted $words
+    ends 1
+    says 'zdhost: ZdCreateFile failed: 5 ('
+    says ') \d\copy.bin'
+    prints_nothing
+done
+quietly acl get /d/copy.bin
+holds '[ "$(tr -d "\r" <out)" = "$closed" ]'
+quietly attrib /d/copy.bin
+prints '-------N  '
+remote_is /d/copy.bin twice
+quietly --as self cat /d/copy.bin --length 5
+holds '[ "$(cat out)" = "$(head -c 5 twice)" ]'
+# Granted reading alone; then the right to change the descriptor, but not to one that shuts the caller out.
+quietly acl set /d/copy.bin 'O:BAG:BAD:(A;;FA;;;BA)(A;;0x1200a9;;;WD)'
+rm -f back
+quietly --as restricted get /d/copy.bin back
+same twice back
+run --as restricted write /d/copy.bin patch --offset 0
+ends 1
+says 'ZdCreateFile failed: 5 ('
+open='O:BAG:BAD:(A;;FA;;;BA)(A;;0x1e00a9;;;WD)'
+quietly acl set /d/copy.bin "$open"
+run --as restricted acl set /d/copy.bin "$closed"
+ends 1
+says 'zdhost: ZdSetSecurity failed: 5 ('
+quietly acl get /d/copy.bin
+holds '[ "$(tr -d "\r" <out)" = "$open" ]'
+printf -- '--as restricted acl set /d/copy.bin %s\n--as restricted cat /d/copy.bin\nacl set /d/copy.bin %s\n' "$open" "$closed" >in
+printf -- '--as restricted cat /d/copy.bin\ncat /d/copy.bin\n' >>in
+run --quiet script --keep-going
+ends 1
+: >in
+holds '[ "$(cat err)" = "zdhost: line 4: ZdCreateFile failed: 5 (Access denied.) \\d\\copy.bin" ]'
+cat twice twice >expected
+same expected out
 
 echo "names"
 printf 'by its name' >'ein Name, ü 日本 𝄞'

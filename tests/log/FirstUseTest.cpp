@@ -13,7 +13,6 @@ namespace zd::test {
 namespace {
 
 using LogFirstUse = CLogTest;
-using Texts = std::vector<std::string>;
 
 TEST_F(LogFirstUse, FillsInTheSharedObject) {
     LogToSandbox();
@@ -58,9 +57,7 @@ TEST_F(LogFirstUse, SuppressorsSinkQueuesACopy) {
 TEST_F(LogFirstUse, KnownProcessNameIsKept) {
     LogToSandbox();
     Logger().processNames[::GetCurrentProcessId()] = "known.exe";
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_NE(LogBytes().find(":known.exe, "), std::string::npos);
 }
 
@@ -71,9 +68,7 @@ TEST_F(LogFirstUse, ProcessThatCannotBeOpenedIsUnknown) {
         access = wanted;
         return nullptr;
     });
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_EQ(access, 0x410u);
     EXPECT_NE(LogBytes().find(":UNKNOWN, "), std::string::npos);
 }
@@ -84,9 +79,7 @@ TEST_F(LogFirstUse, ProcessWithoutANameIsUnknown) {
         EXPECT_EQ(size, 260u);
         return 0;
     });
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_NE(LogBytes().find(":UNKNOWN, "), std::string::npos);
 }
 
@@ -97,9 +90,7 @@ TEST_F(LogFirstUse, ImageNameWithoutABackslashIsTakenWhole) {
                                              ::strcpy_s(name, size, "plain.exe");
                                              return 9;
                                          });
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_NE(LogBytes().find(":plain.exe, "), std::string::npos);
 }
 

@@ -7,7 +7,6 @@ namespace zd::test {
 namespace {
 
 using LogHostSide = CLogTest;
-using Texts = std::vector<std::string>;
 
 TEST_F(LogHostSide, HostsLinesGoThroughThePluginsWriter) {
     LogToSandbox();
@@ -54,9 +53,7 @@ TEST_F(LogHostSide, StopFinishesTheQueueFlushesAndEndsTheWriter) {
 
 TEST_F(LogHostSide, StopRecordItselfIsNotWritten) {
     LogToSandbox();
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
     EXPECT_EQ(DebuggedLines(), Texts{"line\n"});
     EXPECT_TRUE(Events().empty());
@@ -64,9 +61,7 @@ TEST_F(LogHostSide, StopRecordItselfIsNotWritten) {
 
 TEST_F(LogHostSide, LinesAfterTheStopAreNotQueued) {
     LogToSandbox();
-    Start();
-    Say(6, "before\n");
-    Finish();
+    LogThese(6, {"before\n"});
     for (int line = 0; line < 100; ++line) Say(1, "after\n");
     EXPECT_TRUE(Logger().queue.empty());
     EXPECT_EQ(LoggedTexts(), Texts{"before"});

@@ -9,7 +9,6 @@ namespace zd::test {
 namespace {
 
 using LogLevel = CLogTest;
-using Texts = std::vector<std::string>;
 
 TEST_F(LogLevel, LevelZeroBehavesAsOneAndIsStoredAsOne) {
     LogToSandbox();
@@ -95,9 +94,7 @@ TEST_F(LogLevel, NullTextIsIgnored) {
 
 TEST_F(LogLevel, PercentSignsInFinishedTextAreJustText) {
     LogToSandbox();
-    Start();
-    Say(1, "100%s %n %d\n");
-    Finish();
+    LogThese(1, {"100%s %n %d\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"100%s %n %d"});
 }
 
@@ -107,9 +104,7 @@ TEST_F(LogLevel, WithoutALoggerNothingIsLoggedUntilOneComes) {
     ASSERT_NE(m_manager, nullptr);
     Say(1, "too early\n");
     m_manager->Release();
-    Start();
-    Say(1, "in time\n");
-    Finish();
+    LogThese(1, {"in time\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"in time"});
 }
 

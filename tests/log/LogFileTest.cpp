@@ -11,7 +11,6 @@ namespace zd::test {
 namespace {
 
 using LogFile = CLogTest;
-using Texts = std::vector<std::string>;
 
 constexpr time_t kMinute = 60;
 constexpr time_t kThen = 1794799765;  // a second within a minute, in November 2026
@@ -27,9 +26,7 @@ std::string WithSlashes(std::string path) {
 TEST_F(LogFile, LogPathWithoutASeparatorGetsABackslash) {
     SetClock([] { return kThen; });
     SetAgentText("logpath", m_sandbox + "log");
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(Debugged().front(), m_sandbox + "log\\" + FileName(kThen));
     EXPECT_EQ(FilesIn(m_sandbox + "log"), Texts{FileName(kThen)});
     EXPECT_TRUE(Logger().fileActive);
@@ -38,9 +35,7 @@ TEST_F(LogFile, LogPathWithoutASeparatorGetsABackslash) {
 TEST_F(LogFile, LogPathEndingInABackslashIsUsedAsItStands) {
     SetClock([] { return kThen; });
     SetAgentText("logpath", m_sandbox + "log\\");
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(Debugged().front(), m_sandbox + "log\\" + FileName(kThen));
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
@@ -49,9 +44,7 @@ TEST_F(LogFile, LogPathEndingInASlashIsUsedAsItStands) {
     SetClock([] { return kThen; });
     const std::string directory = WithSlashes(m_sandbox + "log\\");
     SetAgentText("logpath", directory);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(Debugged().front(), directory + FileName(kThen));
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
@@ -59,9 +52,7 @@ TEST_F(LogFile, LogPathEndingInASlashIsUsedAsItStands) {
 TEST_F(LogFile, OnlyPathSetPutsTheFileIntoItsLogDirectory) {
     SetClock([] { return kThen; });
     SetAgentText("path", m_sandbox);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(Debugged().front(), m_sandbox + "log\\" + FileName(kThen));
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
@@ -69,27 +60,21 @@ TEST_F(LogFile, OnlyPathSetPutsTheFileIntoItsLogDirectory) {
 TEST_F(LogFile, PathWithoutASeparatorIsUsedAsItStands) {
     SetClock([] { return kThen; });
     SetAgentText("path", m_sandbox + "agent");
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(FilesIn(m_sandbox + "agentlog"), Texts{FileName(kThen)});
 }
 
 TEST_F(LogFile, MissingParentDirectoriesAreMade) {
     SetClock([] { return kThen; });
     SetAgentText("path", m_sandbox + "a\\b\\c\\");
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(FilesIn(m_sandbox + "a\\b\\c\\log"), Texts{FileName(kThen)});
 }
 
 TEST_F(LogFile, LogPathComesBeforePath) {
     LogToSandbox();
     SetAgentText("path", m_sandbox + "elsewhere\\");
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
     EXPECT_FALSE(Exists(m_sandbox + "elsewhere"));
 }
@@ -97,27 +82,21 @@ TEST_F(LogFile, LogPathComesBeforePath) {
 TEST_F(LogFile, ValueOfAnotherTypeCountsAsAbsent) {
     Registry().SetDword(kAgentKey, L"logpath", 0x41414141);
     SetAgentText("path", m_sandbox);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
 
 TEST_F(LogFile, EmptyLogPathCountsAsAbsent) {
     SetAgentText("logpath", "");
     SetAgentText("path", m_sandbox);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
 
 TEST_F(LogFile, ExpandableTextIsTakenAsStored) {
     ASSERT_TRUE(::SetEnvironmentVariableA("ZDLOGTEST", "elsewhere"));
     SetAgentText("logpath", m_sandbox + "%ZDLOGTEST%", REG_EXPAND_SZ);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(FilesIn(m_sandbox + "%ZDLOGTEST%").size(), 1u);
 }
 
@@ -125,9 +104,7 @@ TEST_F(LogFile, TextWithoutATerminatorIsTakenToItsEnd) {
     const std::wstring directory = Widen(m_logDirectory);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(directory.data());
     Registry().SetRaw(kAgentKey, L"logpath", REG_SZ, {bytes, bytes + directory.size() * sizeof(wchar_t)});
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
 
@@ -143,18 +120,14 @@ TEST_F(LogFile, TextIsEndedByItsSizeWhereTheRegistryDoesNotEndIt) {
             *size = static_cast<DWORD>(m_logDirectory.size());
             return ERROR_SUCCESS;
         });
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
 }
 
 TEST_F(LogFile, LogPathThatIsTooLongDoesNotFallBackToPath) {
     SetAgentText("logpath", std::string(5000, 'x'));
     SetAgentText("path", m_sandbox);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(Logger().file, nullptr);
     EXPECT_FALSE(Exists(m_logDirectory));
     EXPECT_EQ(DebuggedLines(), Texts{"line\n"});
@@ -180,9 +153,7 @@ TEST_P(LogFileLength, TextThatDoesNotFitGivesNoFile) {
     });
     const std::string text = std::string(GetParam().length - 1, 'x') + "\\";
     SetAgentText(GetParam().value, text);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     const std::string below = GetParam().value == std::string("path") ? "log\\" : "";
     const Texts expected = GetParam().opened ? Texts{text + below + FileName(kThen)} : Texts{};
     EXPECT_EQ(opened, expected);
@@ -199,9 +170,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, LogFileLength,
                          [](const auto& row) { return row.param.value + ("Of" + std::to_string(row.param.length)); });
 
 TEST_F(LogFile, WithoutTheAgentKeyLinesStillReachTheOtherOutputs) {
-    Start();
-    Say(1, "error\n");
-    Finish();
+    LogThese(1, {"error\n"});
     EXPECT_TRUE(Logger().initialised);
     EXPECT_FALSE(Logger().fileActive);
     EXPECT_EQ(Logger().file, nullptr);
@@ -211,9 +180,7 @@ TEST_F(LogFile, WithoutTheAgentKeyLinesStillReachTheOtherOutputs) {
 
 TEST_F(LogFile, WithoutEitherValueLinesStillReachTheOtherOutputs) {
     Registry().CreateKey(kAgentKey);
-    Start();
-    Say(1, "error\n");
-    Finish();
+    LogThese(1, {"error\n"});
     EXPECT_TRUE(Logger().initialised);
     EXPECT_FALSE(Logger().fileActive);
     EXPECT_EQ(Debugged(), Texts{"***\tZDVFS:\terror\n"});
@@ -224,9 +191,7 @@ TEST_F(LogFile, FormerMakerFlagTakesBothKeysOfTheFormerMaker) {
     Logger().formerMakerKeys = true;
     SetAgentText("logpath", m_sandbox + "new");
     Registry().SetText(kFormerAgentKey, L"logpath", Widen(m_logDirectory));
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"line"});
     EXPECT_FALSE(Exists(m_sandbox + "new"));
     EXPECT_TRUE(Registry().KeyExists(kFormerPluginKey));
@@ -259,10 +224,7 @@ TEST_P(LogFileOpening, OnlyAMissingDirectoryIsMadeAndTriedOnceMore) {
             return FALSE;
         });
     }
-    Start();
-    Say(1, "first\n");
-    Say(1, "second\n");
-    Finish();
+    LogThese(1, {"first\n", "second\n"});
     ASSERT_EQ(opened.size(), static_cast<std::size_t>(GetParam().opens));
     EXPECT_EQ(opened.front(), opened.back());
     EXPECT_TRUE(Logger().initialised);
@@ -299,9 +261,7 @@ TEST_F(LogFile, ExistingFileIsAppendedToAndCountedFromZero) {
     ASSERT_NE(earlier, nullptr);
     std::fputs("earlier (1:a, 2) - text\r\n", earlier);
     std::fclose(earlier);
-    Start();
-    Say(1, "line\n");
-    Finish();
+    LogThese(1, {"line\n"});
     EXPECT_EQ(LoggedTexts(), (Texts{"text", "line"}));
     // The runtime counts characters before it turns a line end into two.
     const std::string line = TimeText(kThen) + "(" + std::to_string(::GetCurrentProcessId()) + ":" + OwnImageName() +

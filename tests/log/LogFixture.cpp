@@ -63,6 +63,12 @@ void CLogTest::Start(std::int32_t level) {
     Logger().level = level;
 }
 
+void CLogTest::LogThese(std::int32_t level, std::initializer_list<const char*> texts) {
+    Start();
+    for (const char* text : texts) Say(level, text);
+    Finish();
+}
+
 bool CLogTest::WaitForEmptyQueue() {
     for (const ULONGLONG end = ::GetTickCount64() + kPatience; ::GetTickCount64() < end; ::Sleep(1)) {
         ::EnterCriticalSection(&Logger().lock);

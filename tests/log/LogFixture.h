@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,8 @@
 #include "harness/PluginFixture.h"
 
 namespace zd::test {
+
+using Texts = std::vector<std::string>;
 
 class CLogTest : public CDoubleTest {
 protected:
@@ -32,6 +35,8 @@ protected:
     void Start(std::int32_t level = kLogTrace);
     IProtocolManager* GetProtocol(CLogger* logger);
     void Say(std::int32_t level, const char* text) { m_manager->ZdLogMessage(static_cast<DWORD>(level), text); }
+    // A whole life of the log: Start, a line of each text, Finish.
+    void LogThese(std::int32_t level, std::initializer_list<const char*> texts);
     // Waits until every line is through its outputs.
     bool WaitForEmptyQueue();
     // Lets the writer finish the queue and end, and gives the imports back.

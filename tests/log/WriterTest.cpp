@@ -13,7 +13,6 @@ namespace zd::test {
 namespace {
 
 using LogWriter = CLogTest;
-using Texts = std::vector<std::string>;
 
 constexpr time_t kThen = 1794799765;
 using PrintFunction = int(unsigned __int64, FILE*, const char*, _locale_t, va_list);
@@ -21,19 +20,14 @@ using PrintFunction = int(unsigned __int64, FILE*, const char*, _locale_t, va_li
 TEST_F(LogWriter, FileLineHasTimeProcessThreadAndText) {
     LogToSandbox();
     SetClock([] { return kThen; });
-    Start();
-    Say(6, "ZdCloseFile Exit\n");
-    Finish();
+    LogThese(6, {"ZdCloseFile Exit\n"});
     EXPECT_EQ(LogBytes(), TimeText(kThen) + "(" + std::to_string(::GetCurrentProcessId()) + ":" + OwnImageName() +
                               ", " + std::to_string(::GetCurrentThreadId()) + ") - ZdCloseFile Exit\r\n");
 }
 
 TEST_F(LogWriter, TextWithoutALineEndIsWrittenAsItStands) {
     LogToSandbox();
-    Start();
-    Say(6, "no end");
-    Say(6, "");
-    Finish();
+    LogThese(6, {"no end", ""});
     const std::string bytes = LogBytes();
     EXPECT_EQ(bytes.find('\n'), std::string::npos);
     EXPECT_NE(bytes.find(") - no end20"), std::string::npos) << bytes;
@@ -42,9 +36,7 @@ TEST_F(LogWriter, TextWithoutALineEndIsWrittenAsItStands) {
 
 TEST_F(LogWriter, Utf8TextComesOutUnchanged) {
     LogToSandbox();
-    Start();
-    Say(6, "d\xC3\xA9j\xC3\xA0 \xE2\x82\xAC \xF0\x9F\x93\x81\n");
-    Finish();
+    LogThese(6, {"d\xC3\xA9j\xC3\xA0 \xE2\x82\xAC \xF0\x9F\x93\x81\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"d\xC3\xA9j\xC3\xA0 \xE2\x82\xAC \xF0\x9F\x93\x81"});
 }
 
@@ -84,9 +76,7 @@ TEST_F(LogWriter, DebuggerTextIsCutTo1023CharactersAndTheFileHasItWhole) {
 }
 
 TEST_F(LogWriter, DebuggerIsServedWithoutAFile) {
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_EQ(DebuggedLines(), Texts{"line\n"});
 }
 
@@ -126,9 +116,7 @@ TEST_F(LogWriter, FailedRegistrationStillPassesTheInvalidHandleOn) {
                                                   name = source;
                                                   return nullptr;
                                               });
-    Start();
-    Say(1, "error\n");
-    Finish();
+    LogThese(1, {"error\n"});
     EXPECT_TRUE(local);
     EXPECT_EQ(name, L"ZDVFS");
     EXPECT_EQ(Logger().eventSource, INVALID_HANDLE_VALUE);
@@ -143,10 +131,7 @@ TEST_F(LogWriter, FailedEventReportIsIgnored) {
             ::SetLastError(ERROR_ACCESS_DENIED);
             return FALSE;
         });
-    Start();
-    Say(1, "first\n");
-    Say(1, "second\n");
-    Finish();
+    LogThese(1, {"first\n", "second\n"});
     EXPECT_EQ(LoggedTexts(), (Texts{"first", "second"}));
 }
 
@@ -235,11 +220,7 @@ TEST_F(LogWriter, FailedWriteWithoutAWindowsErrorLosesThatLineOnly) {
         if (++calls == 2) return -1;
         return original(options, file, format, locale, arguments);
     });
-    Start();
-    Say(1, "first\n");
-    Say(1, "second\n");
-    Say(1, "third\n");
-    Finish();
+    LogThese(1, {"first\n", "second\n", "third\n"});
     EXPECT_EQ(LoggedTexts(), (Texts{"first", "third"}));
     EXPECT_EQ(DebuggedLines(), (Texts{"first\n", "second\n", "third\n"}));
     EXPECT_EQ(Events().size(), 3u);
@@ -349,9 +330,7 @@ TEST_F(LogWriter, AttributedThreadReportsAnotherThreadAndProcess) {
 TEST_F(LogWriter, AttributionWithoutAProcessKeepsTheOwnOne) {
     LogToSandbox();
     Logger().threadAttribution[::GetCurrentThreadId()] = {77, nullptr};
-    Start();
-    Say(6, "line\n");
-    Finish();
+    LogThese(6, {"line\n"});
     EXPECT_NE(LogBytes().find("(" + std::to_string(::GetCurrentProcessId()) + ":" + OwnImageName() + ", 77) - line"),
               std::string::npos);
 }

@@ -241,4 +241,13 @@ TEST_F(CControlPathTest, NoLockIsHeldDuringTheStorageCalls) {
     EXPECT_EQ(0U, inner);
 }
 
+TEST_F(CControlPathTest, ExceptionsOfClosingCallsGiveZero) {
+    for (const char* const call : {"_HulFree", "ZdvfsClosedir"}) {
+        Double().ClearRules();
+        Double().Add(OnCall(call).OnNth(1).Throws(EThrow::kRuntimeError));
+        EXPECT_EQ(0U, m_manager->ZdControlPath(L"\\\\.zdvfs\\pool\\a\\b\\file")) << call;
+    }
+    AllowLeaks();  // what threw was not closed
+}
+
 }  // namespace

@@ -1,8 +1,6 @@
 #include "NamespaceFixture.h"
 
-#include <cstdio>
-#include <thread>
-
+#include "harness/OtherThread.h"
 #include "log/ClosurePatches.h"
 
 namespace zd::test {
@@ -42,20 +40,7 @@ bool CNamespaceTest::TakeModified() {
 }
 
 void CNamespaceTest::ExpectUsableElsewhere(Handle handle) {
-    CGate used;
-    DWORD code = kUntouched;
-    std::thread user([&] {
-        code = m_manager->ZdSetFileBasicInfo(handle, 0, 0, 0, 0, 0);
-        used.Set();
-    });
-    if (used.Wait()) {
-        user.join();
-        EXPECT_EQ(0U, code);
-        return;
-    }
-    // The thread waits for ever, and so would the end of this process.
-    std::fputs("the handle's lock was left held\n", stderr);
-    ::TerminateProcess(::GetCurrentProcess(), kChildFailed);
+    ExpectOtherThreadGetsThrough([&] { return m_manager->ZdSetFileBasicInfo(handle, 0, 0, 0, 0, 0); });
 }
 
 void CNamespaceTest::SetTimes(const std::string& path, std::int64_t creation, std::int64_t access,

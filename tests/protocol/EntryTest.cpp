@@ -4,6 +4,7 @@
 
 #include "harness/PluginFixture.h"
 #include "log/ClosurePatches.h"
+#include "TextCopies.h"
 
 using namespace zd::test;
 
@@ -211,33 +212,21 @@ TEST_F(CEntryTest, ObjectsThatComeAndGoLeaveNoMemoryBehind) {
     Registry().SetDword(kPluginKey, L"AgentType", 2);
     Registry().SetText(std::wstring(kSpaListKey) + L"\\pool", L"ConfigFilePath", L"C:\\agent\\pool.cfg");
     const ConnectParameters parameters = Parameters(L"pool", L"second", L"third");
-    std::set<void*> live;
-    bool counting = false;
-    CClosurePatches patches(Plugin());
-    patches.Replace<char*(const char*)>("_strdup", [&](auto original, const char* text) {
-        char* const copy = original(text);
-        if (counting) live.insert(copy);
-        return copy;
-    });
-    patches.Replace<void(void*)>("free", [&](auto original, void* block) {
-        live.erase(block);
-        original(block);
-    });
-    counting = true;
+    CTextCopies copies(Plugin());
     for (const bool fails : {false, true, false}) {
         if (fails) Double().Add(OnCall("ZdvfsStatvfs").Fails(EIO));
         IProtocolManager* const manager = Get(&Logger());
         EXPECT_EQ(fails ? 1117U : 0U, manager->ZdConnect(&parameters));
         EXPECT_EQ(fails ? 1117U : 0U, manager->ZdConnect(&parameters)) << "connected over a connection";
-        EXPECT_FALSE(live.empty()) << "the copies go another way than this test watches";
+        EXPECT_NE(0U, copies.Live()) << "the copies go another way than this test watches";
         if (fails) {
             EXPECT_EQ(0U, manager->ZdDisconnect());
         }
         manager->Release();
-        EXPECT_TRUE(live.empty()) << live.size() << " copies left";
+        EXPECT_EQ(0U, copies.Live());
         Double().ClearRules();
     }
-    counting = false;
+    copies.StopCounting();
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 // A connect that fails leaves nothing behind, at whatever step it fails.
 #include <map>
-#include <set>
 #include <thread>
 
 #include "log/ClosurePatches.h"
 #include "ProtocolFixture.h"
+#include "TextCopies.h"
 
 using namespace zd::test;
 
@@ -142,25 +142,13 @@ TEST_F(CFailedConnectTest, AllocationFailureGivesEightAndLeavesNothingBehind) {
 }
 
 TEST_F(CFailedConnectTest, FailedConnectGivesItsWordsBackAtOnce) {
-    std::set<void*> live;
-    bool counting = false;
-    CClosurePatches patches(Plugin());
-    patches.Replace<char*(const char*)>("_strdup", [&](auto original, const char* text) {
-        char* const copy = original(text);
-        if (counting) live.insert(copy);
-        return copy;
-    });
-    patches.Replace<void(void*)>("free", [&](auto original, void* block) {
-        live.erase(block);
-        original(block);
-    });
+    CTextCopies copies(Plugin());
     std::size_t atMount = 0;
-    Double().Add(OnCall("ZdvfsMountV1").Before([&](const Call&) { atMount = live.size(); }).Fails(EIO));
-    counting = true;
+    Double().Add(OnCall("ZdvfsMountV1").Before([&](const Call&) { atMount = copies.Live(); }).Fails(EIO));
     EXPECT_EQ(1117, TryConnect());
-    counting = false;
+    copies.StopCounting();
     EXPECT_EQ(3U, atMount) << "pool, second and third name";
-    EXPECT_TRUE(live.empty());
+    EXPECT_EQ(0U, copies.Live());
 }
 
 TEST_F(CFailedConnectTest, FailedConnectOverAConnectionLeavesNeither) {

@@ -20,7 +20,9 @@ static_assert(!std::is_copy_constructible_v<CCriticalSectionHolder> &&
 static_assert(!std::is_copy_constructible_v<CAutoCriticalSection> && !std::is_copy_assignable_v<CAutoCriticalSection>);
 // A table pointer and the one member: nothing else is virtual state.
 static_assert(sizeof(CCriticalSectionHolder) == sizeof(void*) + sizeof(CRITICAL_SECTION));
+#ifndef ZD_CHECK_LOCK_ORDER
 static_assert(sizeof(CAutoCriticalSection) == 2 * sizeof(void*));
+#endif
 
 // Whether another thread could enter.
 bool IsFree(CRITICAL_SECTION& section) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "harness/Pattern.h"
 #include "harness/PluginFixture.h"
 
 namespace zd::test {
@@ -11,17 +12,6 @@ constexpr std::int64_t kMegabyte = 1048576;
 constexpr std::size_t kThreeFragments = 2 * 1048576 + 543210;
 constexpr CreateOptions kExisting{.disposition = kZdOpen, .access = 0x3};
 constexpr CreateOptions kReadOnly{.disposition = kZdOpen, .access = 0x1};
-
-// Bytes that show where they belong.
-std::string Pattern(std::size_t length, std::uint32_t seed = 0) {
-    std::string pattern(length, '\0');
-    std::uint32_t state = seed * 2654435761U + 12345U;
-    for (char& byte : pattern) {
-        state = state * 1664525U + 1013904223U;
-        byte = static_cast<char>(state >> 24);
-    }
-    return pattern;
-}
 
 class CRoundTripTest : public CLocalEngineTest {
 protected:

@@ -1,0 +1,112 @@
+#include <windows.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "Failure.h"
+#include "Output.h"
+#include "RemoteFile.h"
+#include "RemoteName.h"
+#include "Shell.h"
+#include "Text.h"
+
+namespace zd {
+
+namespace {
+
+CommandAction DescribeEnter(CLI::App& command) {
+    auto remote = std::make_shared<std::string>("/");
+    command.add_option("DIR", *remote, "The directory in the pool (default: the top of the pool)")->type_name("");
+    command.footer(
+        "Names without a separator in front are taken from the current directory; \".\" is that directory, \"..\" the\n"
+        "one above it.\n"
+        "\n"
+        "Examples:\n"
+        "  cd docs/2026\n"
+        "  cd ..");
+    return [remote](CommandContext& context) {
+        std::wstring name = RemoteName(*remote, context.directory);
+        if (!IsDirectory(QueryPath(context.session.Manager(), name))) {
+            throw CFailure("cd: that is a file: " + ToUtf8(name));
+        }
+        context.directory = std::move(name);
+    };
+}
+
+CommandAction DescribeWhere(CLI::App& command) {
+    command.footer("Example:\n  pwd");
+    return [](CommandContext& context) { WriteLine(ToUtf8(context.directory)); };
+}
+
+CommandAction DescribeLocalEnter(CLI::App& command) {
+    auto local = std::make_shared<std::string>();
+    command.add_option("DIR", *local, "The local directory")->required()->type_name("");
+    command.footer("Local names of put, get and write are taken from there.\n\nExample:\n  lcd C:\\data");
+    return [local](CommandContext&) {
+        const std::wstring path = ToWide(*local);
+        if (::SetCurrentDirectoryW(path.c_str()) == FALSE) ThrowFailure("lcd", ::GetLastError(), path);
+    };
+}
+
+CommandAction DescribeLocalWhere(CLI::App& command) {
+    command.footer("Example:\n  lpwd");
+    return [](CommandContext&) {
+        std::wstring path(32768, L'\0');
+        const DWORD length = ::GetCurrentDirectoryW(static_cast<DWORD>(path.size()), path.data());
+        if (length == 0 || length >= path.size()) ThrowFailure("lpwd", ::GetLastError(), L"");
+        path.resize(length);
+        WriteLine(ToUtf8(path));
+    };
+}
+
+CommandAction DescribeReconnect(CLI::App& command) {
+    command.footer("The next command that needs a connection makes a new one.\n\nExample:\n  reconnect");
+    return [](CommandContext& context) { context.session.Disconnect(); };
+}
+
+const CLI::App* SubcommandOf(const CLI::App& app, const std::string& name) {
+    try {
+        return app.get_subcommand(name);
+    } catch (const CLI::OptionNotFound&) {
+        throw CUsageError("there is no command \"" + name + "\"");
+    }
+}
+
+CommandAction DescribeHelp(CLI::App& command) {
+    auto names = std::make_shared<std::vector<std::string>>();
+    command.add_option("COMMAND", *names, "The command; without it, all of them are listed")->type_name("");
+    command.footer("Examples:\n  help\n  help put\n  help acl set");
+    return [names, &command](CommandContext&) {
+        const CLI::App* about = command.get_parent();
+        for (const std::string& name : *names) about = SubcommandOf(*about, name);
+        // Asked itself, a parser answers for the command that was parsed, which is this one.
+        const std::string text = about->get_formatter()->make_help(about, "", CLI::AppFormatMode::Normal);
+        WriteOutput(text.data(), text.size());
+        FlushOutput();
+    };
+}
+
+CommandAction DescribeEnd(CLI::App& command) {
+    command.footer("The end of the input, Ctrl-Z and Enter on a console, does the same.\n\nExample:\n  exit");
+    return [](CommandContext& context) { context.ended = true; };
+}
+
+constexpr Command kShellCommands[] = {
+    {"cd", "Change the current directory in the pool", &DescribeEnter},
+    {"pwd", "Show the current directory in the pool", &DescribeWhere},
+    {"lcd", "Change the local current directory", &DescribeLocalEnter},
+    {"lpwd", "Show the local current directory", &DescribeLocalWhere},
+    {"reconnect", "Give the connection up", &DescribeReconnect},
+    {"help", "Show the commands, or one of them", &DescribeHelp},
+    {"exit", "End the shell", &DescribeEnd},
+    {"quit", "End the shell", &DescribeEnd},
+};
+
+}  // namespace
+
+std::span<const Command> ShellCommands() {
+    return kShellCommands;
+}
+
+}  // namespace zd
