@@ -1,3 +1,5 @@
+#include <vector>
+
 #include "files/StorageOwners.h"
 #include "protocol/OperationFrame.h"
 #include "protocol/ProcessState.h"
@@ -35,10 +37,15 @@ void RemoveFragments(CProtocolManager& manager, WORDInfo& word) {
     const CAutoCriticalSection used(word.FileInfo().UseLock());
     // What was removed once may by now be somebody else's new file. A removal that stopped goes on where it stopped.
     if (word.m_removed == word.FragmentCount() || word.FileInfo().IsReplaced()) ThrowWin32(ERROR_FILE_NOT_FOUND);
-    for (; word.m_removed < word.FragmentCount(); ++word.m_removed) {
-        const CUtf8String path = manager.TranslateFragment(word, word.m_removed);
+    // All memory is had first: a file must not be left without its first fragments because it ran out in between.
+    std::vector<CUtf8String> paths;
+    for (std::int32_t i = word.m_removed; i < word.FragmentCount(); ++i) {
+        paths.push_back(manager.TranslateFragment(word, i));
+    }
+    for (const CUtf8String& path : paths) {
         errno = 0;
         if (::ZdvfsUnlink(path.c_str()) != 0) ThrowWin32(ZdvfsErrnoToWin32());
+        ++word.m_removed;
     }
     SetModified();
 }

@@ -52,6 +52,7 @@ void CCreateRequest::OpenFile() {
         ThrowWin32(failure.ErrnoCode());
     }
     m_file.Reset(descriptor);
+    m_isNew = (added & kZdvfsExclusive) != 0;
     if (m_openFlags != 0) SetModified();
     if ((m_openFlags & kZdvfsTruncate) != 0) CheckZdvfs(::ZdvfsFtruncate(descriptor, 0));
     if (Row().locality != 0 && (m_access & kZdAccessWrite) != 0) SetSegmentAndLocality();
@@ -76,6 +77,7 @@ void CCreateRequest::SetSegmentAndLocality() {
 
 void CCreateRequest::MakeDirectory() {
     CheckZdvfs(::ZdvfsMkdir(m_path.c_str(), static_cast<int>(m_fileAttributes & kStorageAttributes)));
+    m_isNew = true;
     SetModified();
 }
 
@@ -104,6 +106,7 @@ void CCreateRequest::RemoveNewObject() noexcept {
     const DWORD lastError = ::GetLastError();
     m_file.Reset();
     m_stream.Reset();
+    m_isNew = false;
     try {
         ::ZdvfsUnlink(m_path.c_str());
     } catch (...) {

@@ -119,6 +119,13 @@ void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* i
     ChooseOpenMode();
     FindObject();
     DecideSecurity(wantsCheck);
+    // A failed create leaves nothing behind that would make the next one fail.
+    struct CTakeBack {
+        CCreateRequest* request;
+        ~CTakeBack() {
+            if (request != nullptr && request->m_isNew) request->RemoveNewObject();
+        }
+    } takeBack{this};
     if (m_isDirectory) {
         OpenDirectory();
     } else {
@@ -129,6 +136,7 @@ void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* i
     Stat(filled);
     CountWriter();
     const Handle registered = Register(filled);
+    takeBack.request = nullptr;
     if (createAction != nullptr) *createAction = Row().createAction;
     if (information != nullptr) *information = filled;
     handle = registered;

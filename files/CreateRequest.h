@@ -90,6 +90,7 @@ private:
     CUniqueDirectory m_stream;
     std::int32_t m_segmentSize = 0;
     bool m_isCounted = false;
+    bool m_isNew = false;  // nobody but this call can have made the object
 };
 
 }  // namespace zd

@@ -39,6 +39,9 @@ void Grow(CProtocolManager& manager, WORDInfo& word, std::int64_t current, std::
 
 void Shrink(CProtocolManager& manager, WORDInfo& word, std::int64_t size, const CAutoCriticalSection& held) {
     const auto last = static_cast<std::int32_t>(LastIndex(size, word.m_fragmentSize));
+    // A storage may let a reader cut a fragment to the length it has, but nobody would stop the removals behind it.
+    const bool removes = word.FragmentCount() > last + 1;
+    if (removes && (word.m_OpenFlags & kWritingFlags) == 0) ThrowWin32(ERROR_ACCESS_DENIED);
     Truncate(word, last, manager.GetFragmentFileHandle(word, last, held), size - last * word.m_fragmentSize);
     while (word.FragmentCount() > last + 1) {
         const CAutoCriticalSection used(word.FileInfo().UseLock());

@@ -5,7 +5,7 @@
 namespace zd {
 
 void CheckDescriptor(PSECURITY_DESCRIPTOR descriptor) {
-    if (descriptor == nullptr || ::IsValidSecurityDescriptor(descriptor) == FALSE) {
+    if (descriptor == nullptr || !IsWholeDescriptor(descriptor) || ::IsValidSecurityDescriptor(descriptor) == FALSE) {
         ThrowWin32(ERROR_INVALID_SECURITY_DESCR);
     }
 }

@@ -68,6 +68,7 @@ std::string TextOfDescriptor(PSECURITY_DESCRIPTOR descriptor) {
 }
 
 PSECURITY_DESCRIPTOR DescriptorOfText(const char* text) {
+    if (!IsConvertible(text)) ThrowWin32(ERROR_INVALID_SECURITY_DESCR);
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     Require(::ConvertStringSecurityDescriptorToSecurityDescriptorA(text, SDDL_REVISION_1, &descriptor, nullptr));
     return descriptor;

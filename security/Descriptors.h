@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "protocol/UniqueHandle.h"
@@ -22,6 +23,14 @@ std::string TextOfDescriptor(PSECURITY_DESCRIPTOR descriptor);
 
 // The descriptor of a text, self-relative.
 PSECURITY_DESCRIPTOR DescriptorOfText(const char* text);
+
+// Whether the head, the SIDs and the lists of a descriptor, and all that they claim to hold, are memory that can be
+// read. The system's own check passes descriptors whose parts lie anywhere.
+bool IsWholeDescriptor(PSECURITY_DESCRIPTOR descriptor);
+
+// Whether a text can be given to the system's conversion, which on some systems runs off an empty part with a second
+// colon, and never comes back from an identifier with anything but numbers in it.
+bool IsConvertible(std::string_view text) noexcept;
 
 // Throws 1338 for null and for what is no descriptor.
 void CheckDescriptor(PSECURITY_DESCRIPTOR descriptor);

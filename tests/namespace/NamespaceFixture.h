@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "harness/PluginFixture.h"
+#include "harness/Untouched.h"
 
 namespace zd::test {
 
@@ -18,19 +18,6 @@ inline constexpr CreateOptions kOpenDirectory{.isDirectory = 1, .disposition = k
 inline constexpr std::uint64_t kEpoch = 116444736000000000;
 constexpr std::uint64_t FileTime(std::int64_t seconds) {
     return (static_cast<std::uint64_t>(seconds) + 11644473600U) * 10000000U;
-}
-
-// A record of which no byte is what an operation would write.
-template <class Record>
-Record Untouched() {
-    Record record;
-    std::memset(&record, 0xCD, sizeof record);
-    return record;
-}
-template <class Record>
-bool IsUntouched(const Record& record) {
-    const Record other = Untouched<Record>();
-    return std::memcmp(&record, &other, sizeof record) == 0;
 }
 
 // Connected to "pool". Descriptors count from 10 on, 20 on and so on in the files opened by Open.

@@ -101,5 +101,15 @@ TEST_F(CShrinkTest, AShrunkFileGrowsByWritingAsBefore) {
     Close(handle);
 }
 
+TEST_F(CShrinkTest, AReaderRemovesNoFragment) {
+    const Handle handle = Open({"0123456", "7"}, "a", kOpenToRead);
+    // This storage would take it, because fragment 0 has that length.
+    Double().Add(OnCall("ZdvfsFtruncate").Answers(0));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, m_manager->ZdSetFileSize(handle, 7));
+    EXPECT_CALLS();
+    EXPECT_EQ("01234567", StoredWhole());
+    ExpectUsableElsewhere(handle);
+}
+
 }  // namespace
 }  // namespace zd::test
