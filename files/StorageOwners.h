@@ -47,11 +47,13 @@ using CUniqueDirectory = CUniqueHandle<CDirectoryTraits>;
 
 struct CHulGiver {
     static void Give(char* text) noexcept {
+        const int error = errno;
         try {
             ::_HulFree(text);
         } catch (...) {
             // The failure on its way is the one to report.
         }
+        errno = error;
     }
 };
 using CUniqueHulText = CUniqueHandle<CPointerTraits<char*, CHulGiver>>;

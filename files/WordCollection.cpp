@@ -75,6 +75,7 @@ DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
     const CAutoCriticalSection held(m_lock);
     const CWideString oldName = info.Name();
     info.SetName(newName.name);
+    info.MarkReached();
     const auto found = m_names.find(oldName.c_str());
     if (found == m_names.end() || found->second.Get() != &info) return ERROR_NOT_FOUND;
     auto node = m_names.extract(found);

@@ -41,6 +41,8 @@ public:
 
     // Says that what the record stands for was replaced: its name means another object now.
     void MarkReplaced() noexcept { m_isReplaced.store(true, std::memory_order_release); }
+    // A rename has just reached the object, so the record stands for it.
+    void MarkReached() noexcept { m_isReplaced.store(false, std::memory_order_release); }
     bool IsReplaced() const noexcept { return m_isReplaced.load(std::memory_order_acquire); }
 
     // Handles that refer to the name; lowered to 0, the table is told. Any thread.

@@ -15,6 +15,7 @@ std::wstring_view ShownName(const CWideString& name) {
 
 void StatusOf(CProtocolManager& manager, WORDInfo& word, const CAutoCriticalSection& held, ZdvfsStatRecord& status) {
     if (word.m_isDir) {
+        const CAutoCriticalSection used(word.FileInfo().UseLock());
         word.RequireName();
         CheckZdvfs(::ZdvfsStat(manager.TranslateFragment(word, 0).c_str(), &status));
         return;

@@ -87,14 +87,16 @@ void RequireAccessToWhole(const CUtf8String& path) {
 }
 
 // Renames between a file and a part of a file.
-void CheckParts(const CProtocolManager& manager, const CRenamePlan& plan, const CWideString& newName, bool replaces) {
+void CheckParts(const CProtocolManager& manager, const CRenamePlan& plan, const CWideString& newName, bool isDirectory,
+                bool replaces) {
     const CWideString whole = BaseOfFragmentShape(newName);
     if (!whole.empty()) {
         const CUtf8String path = manager.Translate(whole.c_str());
         // A file cannot become a part of itself, and with replacing it would lose that part first.
-        if (IsSamePath(plan.OldPath(), path)) ThrowWin32(ERROR_INVALID_NAME);
+        if (!isDirectory && IsSamePath(plan.OldPath(), path)) ThrowWin32(ERROR_INVALID_NAME);
         RequireAccessToWhole(path);
     }
+    if (isDirectory) return;
     // Nor can a part replace its file, with which it would be removed.
     const CWideString oldWhole = BaseOfFragmentShape(plan.OldName());
     if (replaces && !oldWhole.empty() && IsSamePath(manager.Translate(oldWhole.c_str()), plan.NewPath())) {
@@ -115,12 +117,20 @@ void CProtocolManager::RemoveRenameTarget(const WORDInfo& source, const wchar_t*
         return;
     }
     const CWordRef word = FindWord(target);
-    // Names that differ only in case share a record, whose name may then be that of another object, or of the source.
-    const bool isTarget = &word->FileInfo() != &source.FileInfo() && word->Name().view() == newName;
-    const bool isRemoved = ZdCloseFile(target, isTarget ? 1 : 0) == ERROR_SUCCESS && isTarget;
+    {
+        // One step for the handles of the name: it must not come to mean another object between look and removal, and
+        // nobody may reopen it before it counts as replaced.
+        const CAutoCriticalSection held(word->Lock());
+        const CAutoCriticalSection used(word->FileInfo().UseLock());
+        // Names that differ only in case share a record, whose name may then be that of another object, or of the
+        // source.
+        const bool isOther = &word->FileInfo() == &source.FileInfo() ||
+                             WithoutTrailingSeparators(word->Name().view()) != WithoutTrailingSeparators(newName);
+        ZdCloseFile(target, isOther ? 0 : 1);
+        if (word->IsDeleted()) m_words.Displace(word->FileInfo());
+    }
     // The record leaves the table whatever the removal came to; a target that is still there stops the rename.
     m_words.Take(target);
-    if (isRemoved) m_words.Displace(word->FileInfo());
 }
 
 DWORD CProtocolManager::ZdRenameFile(Handle handle, const wchar_t* newName, DWORD replaceIfExists) {
@@ -135,13 +145,14 @@ DWORD CProtocolManager::ZdRenameFile(Handle handle, const wchar_t* newName, DWOR
         WORDCollection::CNewName prepared(target.c_str());
         CRenamePlan plan(*this, *word, target);
         if (IsSamePath(plan.OldPath(), plan.NewPath())) return;
-        if (!word->m_isDir) CheckParts(*this, plan, target, replaces);
+        CheckParts(*this, plan, target, word->m_isDir, replaces);
         // Nothing can move below itself, so nothing is removed for it.
         if (replaces && !IsBelow(plan.NewPath(), plan.OldPath())) RemoveRenameTarget(*word, target.c_str());
         const CAutoCriticalSection used(word->FileInfo().UseLock());
         word->RequireName();
         // Another handle may have renamed the file meanwhile.
         if (word->Name().view() != plan.OldName().view()) plan = CRenamePlan(*this, *word, target);
+        if (IsSamePath(plan.OldPath(), plan.NewPath())) return;
         plan.Run();
         m_words.Rename(word->FileInfo(), prepared);
         SetModified();

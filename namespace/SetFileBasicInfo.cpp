@@ -44,6 +44,7 @@ DWORD CProtocolManager::ZdSetFileBasicInfo(Handle handle, std::int64_t, std::int
         [&] {
             const CWordRef word = FindWord(handle);
             const CAutoCriticalSection held(word->Lock());
+            const CAutoCriticalSection used(word->FileInfo().UseLock());
             word->RequireName();
             const CUtf8String path = TranslateFragment(*word, 0);
             LogLine(kLogTrace, "ZdSetFileBasicInfo Enter %ld\n", static_cast<long>(fileAttributes));

@@ -1,6 +1,7 @@
 // What the system's functions believe of a descriptor without looking: that its offsets and lengths lead to memory that
 // is there, and of a text, that it is one.
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "security/Descriptors.h"
@@ -48,12 +49,14 @@ bool IsEntry(const ACE_HEADER& header, const BYTE* at) noexcept {
 
 bool IsAcl(const BYTE* at) {
     if (!IsReadable(at, sizeof(ACL))) return false;
-    const ACL head = *reinterpret_cast<const ACL*>(at);
+    ACL head;
+    std::memcpy(&head, at, sizeof head);
     if (head.AclSize < sizeof head || !IsReadable(at, head.AclSize)) return false;
     std::size_t used = sizeof head;
     for (WORD i = 0; i < head.AceCount; ++i) {
         if (used + sizeof(ACE_HEADER) > head.AclSize) return false;
-        const ACE_HEADER& entry = *reinterpret_cast<const ACE_HEADER*>(at + used);
+        ACE_HEADER entry;
+        std::memcpy(&entry, at + used, sizeof entry);
         if (used + entry.AceSize > head.AclSize || !IsEntry(entry, at + used)) return false;
         used += entry.AceSize;
     }
@@ -100,13 +103,16 @@ bool HasDoubledColon(std::string_view text) noexcept {
 bool IsWholeDescriptor(PSECURITY_DESCRIPTOR descriptor) {
     const auto* const base = static_cast<const BYTE*>(descriptor);
     if (!IsReadable(base, sizeof(SECURITY_DESCRIPTOR_RELATIVE))) return false;
-    const auto& relative = *static_cast<const SECURITY_DESCRIPTOR_RELATIVE*>(descriptor);
+    SECURITY_DESCRIPTOR_RELATIVE relative;
+    std::memcpy(&relative, base, sizeof relative);
     if ((relative.Control & SE_SELF_RELATIVE) != 0) {
         return IsNoneOr(At(base, relative.Owner), IsSid) && IsNoneOr(At(base, relative.Group), IsSid) &&
-               IsNoneOr(At(base, relative.Sacl), IsAcl) && IsNoneOr(At(base, relative.Dacl), IsAcl);
+               ((relative.Control & SE_SACL_PRESENT) == 0 || IsNoneOr(At(base, relative.Sacl), IsAcl)) &&
+               ((relative.Control & SE_DACL_PRESENT) == 0 || IsNoneOr(At(base, relative.Dacl), IsAcl));
     }
     if (!IsReadable(base, sizeof(SECURITY_DESCRIPTOR))) return false;
-    const auto& absolute = *static_cast<const SECURITY_DESCRIPTOR*>(descriptor);
+    SECURITY_DESCRIPTOR absolute;
+    std::memcpy(&absolute, base, sizeof absolute);
     return IsNoneOr(absolute.Owner, IsSid) && IsNoneOr(absolute.Group, IsSid) &&
            ((absolute.Control & SE_SACL_PRESENT) == 0 || IsNoneOr(absolute.Sacl, IsAcl)) &&
            ((absolute.Control & SE_DACL_PRESENT) == 0 || IsNoneOr(absolute.Dacl, IsAcl));

@@ -32,6 +32,7 @@ DWORD CProtocolManager::ZdGetSecurity(Handle handle, std::uint64_t, PSECURITY_DE
         if (descriptor == nullptr) ThrowWin32(ERROR_INVALID_PARAMETER);
         const CWordRef word = FindWord(handle);
         const CAutoCriticalSection held(word->Lock());
+        const CAutoCriticalSection used(word->FileInfo().UseLock());
         const CUniqueHeapBlock<char> buffer = NewDescriptorBuffer();
         const CStoredSecurity stored = StoredSecurityOf(*this, *word);
         const CStoredSecurity::CRead read = stored.Read(buffer.Get());

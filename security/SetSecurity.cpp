@@ -18,6 +18,7 @@ DWORD CProtocolManager::ZdSetSecurity(Handle handle, std::uint64_t, PSECURITY_DE
         }
         const std::string text = TextOfDescriptor(descriptor);
         LogLine(kLogTrace, "SET SD_DACL\n%s\n", text.c_str());
+        const CAutoCriticalSection used(word->FileInfo().UseLock());
         StoredSecurityOf(*this, *word).Store(text.c_str());
         SetModified();
     });

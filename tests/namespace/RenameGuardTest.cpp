@@ -84,6 +84,16 @@ TEST_F(CRenameGuardTest, NameOfAPartTakesTheAccessThatTheWholeFileGrants) {
     EXPECT_EQ("mine", Double().Bytes("pool/victim;F1"));
 }
 
+TEST_F(CRenameGuardTest, DirectoryTakesTheNameOfAPartOnlyWithThatAccess) {
+    Double().MakeFile("pool/victim", "whole");
+    Double().MakeDirectory("pool/d");
+    SetSddl("pool/victim", "O:S-1-5-21-1-2-3-4G:S-1-5-21-1-2-3-4D:(A;;0x1;;;WD)");
+    const Handle handle = Open(L"\\d", kOpenDirectory);
+    const CImpersonation caller;
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, Rename(handle, L"\\victim;F1"));
+    EXPECT_TRUE(Double().Exists("pool/d"));
+}
+
 TEST_F(CRenameGuardTest, StatusOfTheWholeFileThatFailsStopsTheRename) {
     Double().MakeFile("pool/victim", "whole");
     Double().MakeFile("pool/mine", "mine");
@@ -183,6 +193,16 @@ TEST_F(CReplacedFileTest, DoNotStandInTheWayOfNewHandles) {
     EXPECT_EQ("MINE", Double().Bytes("pool/b"));
     EXPECT_EQ(0U, Rename(later, L"\\c"));
     EXPECT_EQ(0U, Rename(m_handle, L"\\c")) << "both are handles of the renamed file";
+}
+
+TEST_F(CReplacedFileTest, CountAsReplacedWhereTheRemovalStopsMidway) {
+    MakeFragments("c", {10, 4});
+    const Handle old = Open(L"\\c", kOpenToWrite);
+    ASSERT_EQ(0U, m_manager->ZdCloseFile(old, 0));
+    Double().Add(OnCall("ZdvfsUnlink").ForPath("pool/c;F1").Fails(EACCES));
+    EXPECT_EQ(0U, Rename(m_handle, L"\\c", 1));
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, Write(old, 0, "late").code);
+    EXPECT_EQ("mine", Double().Bytes("pool/c"));
 }
 
 // ---- A rename beside a reopening ----
