@@ -258,16 +258,17 @@ protected:
         m_forgotten = WholeLog().size();
     }
 
-    // The lines of the file without their first columns, since the last ForgetAll.
+    // The lines of the file without their first columns, since the last ForgetAll. Some texts of a connection have no
+    // line end, so that the next one stands behind them on their line.
     std::vector<std::string> Texts() override {
+        constexpr char kBehindColumns[] = ") - ";
         const std::string whole = WholeLog();
         std::vector<std::string> texts;
-        for (std::size_t begin = m_forgotten; begin < whole.size();) {
-            std::size_t end = whole.find('\n', begin);
-            end = end == std::string::npos ? whole.size() : end + 1;
-            const std::size_t text = whole.find(") - ", begin);
-            if (text < end) texts.push_back(whole.substr(text + 4, end - text - 4));
-            begin = end;
+        for (std::size_t at = whole.find(kBehindColumns, m_forgotten); at != std::string::npos;
+             at = whole.find(kBehindColumns, at)) {
+            at += 4;
+            const std::size_t end = whole.find('\n', at);
+            texts.push_back(whole.substr(at, end == std::string::npos ? end : end + 1 - at));
         }
         return texts;
     }
