@@ -1,6 +1,5 @@
 #include "text/Conversion.h"
 
-#include <wchar.h>
 #include <windows.h>
 
 #include <algorithm>
@@ -14,21 +13,6 @@ namespace {
 bool IsControl(unsigned unit) {
     return unit < 0x20 || unit == 0x7f;
 }
-
-// The comparison rule must not follow a locale that the host sets, since maps are ordered by it.
-class CLocale {
-public:
-    CLocale() noexcept : m_locale(::_create_locale(LC_ALL, "C")) {}
-    ~CLocale() {
-        if (m_locale != nullptr) ::_free_locale(m_locale);
-    }
-    CLocale(const CLocale&) = delete;
-    CLocale& operator=(const CLocale&) = delete;
-    _locale_t Get() const noexcept { return m_locale; }
-
-private:
-    _locale_t m_locale;
-};
 
 constexpr std::size_t kLongestPiece = 0x10000000;  // keeps every length within the system's int
 
@@ -96,9 +80,14 @@ std::string_view CutAtCharacter(std::string_view text, std::size_t maxBytes) {
     return text.substr(0, end);
 }
 
-int CompareNoCase(const wchar_t* first, const wchar_t* second) noexcept {
-    static const CLocale locale;
-    return ::_wcsicmp_l(first, second, locale.Get());
+int CompareNoCase(std::wstring_view first, std::wstring_view second) noexcept {
+    const std::size_t common = std::min(first.size(), second.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        const int difference = FoldCase(first[i]) - FoldCase(second[i]);
+        if (difference != 0) return difference;
+    }
+    if (first.size() == second.size()) return 0;
+    return first.size() < second.size() ? -1 : 1;
 }
 
 }  // namespace zd

@@ -26,21 +26,20 @@ std::string NameForLog(std::string_view path);
 // The first `maxBytes` bytes of `text` or fewer, cut between characters.
 std::string_view CutAtCharacter(std::string_view text, std::size_t maxBytes);
 
-// Case-insensitive comparison of wide names by the rule of the runtime's C locale, whatever locale the host has set:
-// negative, 0 or positive.
-int CompareNoCase(const wchar_t* first, const wchar_t* second) noexcept;
+// A unit of a name as names are compared: by the rule of the runtime's C locale, which folds the letters of ASCII only,
+// whatever locale the host has set.
+constexpr wchar_t FoldCase(wchar_t unit) noexcept {
+    return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit - L'A' + L'a') : unit;
+}
+
+// Case-insensitive comparison of wide names by FoldCase: negative, 0 or positive.
+int CompareNoCase(std::wstring_view first, std::wstring_view second) noexcept;
 
 // Orders names by CompareNoCase; for the maps that are keyed by name.
 struct CNameLess {
     using is_transparent = void;
-    bool operator()(const std::wstring& first, const std::wstring& second) const noexcept {
-        return CompareNoCase(first.c_str(), second.c_str()) < 0;
-    }
-    bool operator()(const std::wstring& first, const wchar_t* second) const noexcept {
-        return CompareNoCase(first.c_str(), second) < 0;
-    }
-    bool operator()(const wchar_t* first, const std::wstring& second) const noexcept {
-        return CompareNoCase(first, second.c_str()) < 0;
+    bool operator()(std::wstring_view first, std::wstring_view second) const noexcept {
+        return CompareNoCase(first, second) < 0;
     }
 };
 

@@ -1,4 +1,7 @@
 // Slot 11: what a listing holds, in which order, and what it asks of the storage.
+#include <map>
+
+#include "harness/RandomBits.h"
 #include "NamespaceFixture.h"
 
 namespace zd::test {
@@ -6,6 +9,12 @@ namespace {
 
 using ::testing::ElementsAre;
 using Names = std::vector<std::wstring>;
+
+std::wstring Wide(const std::string& text) {
+    wchar_t units[261] = {};
+    ::MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, units, 261);
+    return units;
+}
 
 class CQueryDirContentsTest : public CNamespaceTest {
 protected:
@@ -165,6 +174,82 @@ TEST_F(CQueryDirContentsTest, OfNamesThatDifferInCaseOnlyTheFirstIsListed) {
     EXPECT_EQ(Names{L"File"}, listing.names);
     EXPECT_THAT(Sizes(listing), ElementsAre(1U));
     EXPECT_EQ(Names{L"file"}, ListOf({{"file", 10}, {"File", 1}}).names);
+}
+
+TEST_F(CQueryDirContentsTest, NamesAreSortedByWhatComesAfterALongCommonBeginning) {
+    const std::string same = "aBcDeFgHiJkLmNoPqRsTuVwXyZ0123456789";
+    const std::string other = "AbCdEfGhIjKlMnOpQrStUvWxYz0123456789";
+    const Listing listing = ListOf({{same + "1234567890123456z", 1},
+                                    {other + "12345678901234567", 2},
+                                    {same + "1234567890123456Y;F1", 4},
+                                    {other, 8},
+                                    {other + "1234567890123456y", 16},
+                                    {same + "1234567890123456", 32},
+                                    {other + "1234567890123456Y", 64}});
+    EXPECT_EQ((Names{Wide(other), Wide(same + "1234567890123456"), Wide(other + "12345678901234567"),
+                     Wide(other + "1234567890123456y"), Wide(same + "1234567890123456z")}),
+              listing.names);
+    EXPECT_THAT(Sizes(listing), ElementsAre(8U, 32U, 2U, 16U + 4U, 1U));
+}
+
+// A plain map of what the entries come to, by folded name.
+TEST_F(CQueryDirContentsTest, RandomNamesAreListedAsAMapWouldHoldThem) {
+    static const std::vector<std::string> kPieces = {"a",       "A",        "b",        "Z",        "z",
+                                                     "_",       "0",        "[",        "~",        ";",
+                                                     "F1",      "\xc3\xa4", "\xc3\x84", "\xd0\xb6", "\xf0\x9f\x98\x80",
+                                                     "abcdefgh"};
+    std::uint64_t bits = 20261121;
+    for (int round = 0; round < 60; ++round) {
+        SCOPED_TRACE(round);
+        // Of some rounds the names are ASCII only, and in some they begin alike.
+        const std::size_t pieces = round % 2 == 0 ? kPieces.size() : 10;
+        const std::string beginning = round % 3 == 0 ? "Common beginning " : "";
+        std::vector<std::pair<std::string, std::int64_t>> files;
+        struct CExpected {
+            std::wstring name;
+            std::uint64_t size;
+            bool isListed;
+        };
+        std::map<std::wstring, CExpected> expected;
+        std::map<std::string, bool> seen;
+        const std::size_t count = NextBits(bits) % 80;
+        while (files.size() < count) {
+            std::string base = beginning;
+            for (std::uint64_t left = NextBits(bits) % 5 + 1; left > 0; --left) {
+                base += kPieces[NextBits(bits) % pieces];
+            }
+            const std::string name =
+                NextBits(bits) % 3 == 0 ? base + ";F" + std::to_string(NextBits(bits) % 4 + 1) : base;
+            if (!seen.emplace(name, true).second) continue;
+            files.emplace_back(name, std::int64_t{1} << files.size() % 60);
+            const std::size_t semicolon = name.rfind(";F");
+            const bool isFragment = semicolon != std::string::npos && semicolon + 3 == name.size() &&
+                                    name.back() >= '1' && name.back() <= '9';
+            const std::wstring shown = Wide(isFragment ? name.substr(0, semicolon) : name);
+            if (shown.empty()) continue;
+            std::wstring folded = shown;
+            for (wchar_t& unit : folded) {
+                if (unit >= L'A' && unit <= L'Z') unit = static_cast<wchar_t>(unit + 32);
+            }
+            CExpected& entry = expected.try_emplace(folded, CExpected{shown, 0, false}).first->second;
+            const auto size = static_cast<std::uint64_t>(files.back().second);
+            if (isFragment) {
+                entry.size += size;
+            } else if (!entry.isListed) {
+                entry = CExpected{shown, entry.size + size, true};
+            }
+        }
+        Names names;
+        std::vector<std::uint64_t> sizes;
+        for (const auto& [folded, entry] : expected) {
+            if (!entry.isListed) continue;
+            names.push_back(entry.name);
+            sizes.push_back(entry.size);
+        }
+        const Listing listing = ListOf(files);
+        EXPECT_EQ(names, listing.names);
+        EXPECT_EQ(sizes, Sizes(listing));
+    }
 }
 
 TEST_F(CQueryDirContentsTest, NamesAreShownInUtf16) {

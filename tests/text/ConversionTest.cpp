@@ -118,6 +118,20 @@ TEST(CompareNoCase, FollowsTheCLocale) {
     }
 }
 
+TEST(CompareNoCase, AgreesWithTheRuntimeForEveryUnit) {
+    const _locale_t locale = ::_create_locale(LC_ALL, "C");
+    ASSERT_NE(nullptr, locale);
+    for (const wchar_t other : {L'A', L'Z', L'a', L'z', L'[', L'\u00c4', L'\u017f', L'\u212a', L'\uffff'}) {
+        for (unsigned unit = 1; unit < 0x10000; ++unit) {
+            const wchar_t first[] = {static_cast<wchar_t>(unit), L'\0'};
+            const wchar_t second[] = {other, L'\0'};
+            ASSERT_EQ(Sign(::_wcsicmp_l(first, second, locale)), Sign(CompareNoCase(first, second)))
+                << unit << " and " << static_cast<unsigned>(other);
+        }
+    }
+    ::_free_locale(locale);
+}
+
 TEST(CompareNoCase, DoesNotFollowALocaleThatTheHostSets) {
     const int before = Sign(CompareNoCase(L"\u00c4", L"\u00e4"));
     ASSERT_NE(nullptr, std::setlocale(LC_ALL, "German_Germany.1252"));
