@@ -153,9 +153,10 @@ Handle CCreateRequest::Register(FileInformation& information) {
     CWordRef word;
     try {
         const std::wstring registered(m_isDirectory ? std::wstring_view(m_name) : WithoutTrailingSeparators(m_name));
-        word = m_manager.Words().Register({registered.c_str(), m_isDirectory ? kNoDescriptor : m_file.Get(),
-                                           m_stream.Get(), m_isDirectory, m_cacheFlags | m_openFlags,
-                                           m_manager.MaximumFileSize(), m_segmentSize});
+        const bool isWhole = registered.size() == std::wstring_view(m_name).size();
+        word = m_manager.Words().Register({registered.c_str(), isWhole ? m_path : CUtf8String(),
+                                           m_isDirectory ? kNoDescriptor : m_file.Get(), m_stream.Get(), m_isDirectory,
+                                           m_cacheFlags | m_openFlags, m_manager.MaximumFileSize(), m_segmentSize});
     } catch (...) {
         if (m_isCounted) ProcessState().m_OpenDirectIOorWriteFiles.fetch_sub(1, std::memory_order_relaxed);
         throw;

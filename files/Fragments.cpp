@@ -9,31 +9,10 @@
 namespace zd {
 namespace {
 
-constexpr std::int32_t kNoFragment = -1;
 constexpr int kLengthOfSize = 4;
 
 std::int64_t NextUse() noexcept {
     return ProcessState().m_useClock.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-// The open fragment used longest ago, but not `keep`, and how many are open.
-struct CVictim {
-    std::int32_t index = kNoFragment;
-    std::int32_t open = 0;
-};
-
-CVictim FindVictim(const WORDInfo& word, std::int32_t keep) {
-    CVictim victim;
-    std::int64_t oldest = std::numeric_limits<std::int64_t>::max();
-    for (std::int32_t i = 0; i < word.FragmentCount(); ++i) {
-        if (word.Descriptor(i) == kNoDescriptor) continue;
-        ++victim.open;
-        if (i != keep && word.LastUse(i) < oldest) {
-            oldest = word.LastUse(i);
-            victim.index = i;
-        }
-    }
-    return victim;
 }
 
 void SetFragmentSegment(int descriptor, int request, std::int32_t size, const CUtf8String& path, const char* what) {
@@ -69,31 +48,32 @@ COpenedFragment CProtocolManager::GetFragmentFileHandle(WORDInfo& word, std::int
     COpenedFragment opened{word.Descriptor(index), 0};
     if (opened.descriptor == kNoDescriptor) {
         word.RequireName();
-        const CVictim victim = FindVictim(word, keep);
-        if (victim.open >= m_maxOpenFragments && victim.index != kNoFragment) {
-            const auto descriptor = static_cast<int>(word.Descriptor(victim.index));
+        const std::int32_t victim = word.LeastRecentlyUsed(keep);
+        if (word.OpenFragments() >= m_maxOpenFragments && victim >= 0) {
+            const auto descriptor = static_cast<int>(word.Descriptor(victim));
             // Gone also where the close reports a failure; kept, it would fail every later eviction of the handle.
-            word.SetDescriptor(kNoDescriptor, victim.index);
+            word.SetDescriptor(kNoDescriptor, victim);
             errno = 0;
             if (::ZdvfsClose(descriptor) != 0) ThrowWin32(ZdvfsErrnoToWin32());
             LogMade(kLogNotice, [&] {
-                return FormatText("Closed fragment %d to open %s\n", victim.index,
+                return FormatText("Closed fragment %d to open %s\n", victim,
                                   NameForLog(TranslateFragment(word, index).view()).c_str());
             });
         }
         const CAutoCriticalSection used(word.FileInfo().UseLock());
         // The create bit would bring an empty file back.
         word.RequireName();
-        opened = ReOpenFile(word.NameOfFragment(index), 3, word.m_OpenFlags | kZdvfsCreate, word.m_segmentSize);
-        word.SetDescriptor(opened.descriptor, index);
+        opened = ReOpenFile(word, index, 3, word.m_OpenFlags | kZdvfsCreate, word.m_segmentSize);
     }
+    // Stamped first: what becomes open then goes to the newest end of the open ones.
     word.SetLastUse(index, NextUse());
+    word.SetDescriptor(opened.descriptor, index);
     return opened;
 }
 
-COpenedFragment CProtocolManager::ReOpenFile(const CWideString& name, std::int32_t, std::uint32_t flags,
-                                             std::int32_t segmentSize) {
-    const CUtf8String path = Translate(name.c_str());
+COpenedFragment CProtocolManager::ReOpenFile(const WORDInfo& word, std::int32_t index, std::int32_t,
+                                             std::uint32_t flags, std::int32_t segmentSize) {
+    const CUtf8String path = TranslateFragment(word, index);
     LogMade(kLogNotice, [&] {
         return FormatText("Entering %s(\"%s\"\n", "CProtocolManager::ReOpenFile", NameForLog(path.view()).c_str());
     });
@@ -102,7 +82,7 @@ COpenedFragment CProtocolManager::ReOpenFile(const CWideString& name, std::int32
         const int error = errno;
         LogMade(kLogNotice, [&] {
             return FormatText("ZdvfsStat(\"%s\") failed with errno = %d during ReOpenFile\n",
-                              NameForLog(name.view()).c_str(), error);
+                              NameForLog(word.NameOfFragment(index).view()).c_str(), error);
         });
     }
     COpenedFragment opened{::ZdvfsOpen(path.c_str(), static_cast<int>(flags), 0), 0};

@@ -9,15 +9,17 @@ WORDCollection::~WORDCollection() {
 }
 
 CWordRef WORDCollection::Register(const COpened& opened) {
-    CWordRef word;  // declared first: a record that dies by a failure in here needs the table's lock free to be taken
+    // What is made of the name is made before the lock is taken, which is everybody's.
+    CNames made;
+    made.emplace(opened.name,
+                 CRef<CFileInfo>(new CFileInfo(CWideString(opened.name), opened.path, *this, &OnReleased)));
+    auto entry = made.extract(made.begin());
+    CWordRef word;  // declared before the lock: a record that dies by a failure in here needs it free to be taken
     const CAutoCriticalSection held(m_lock);
-    std::wstring key(opened.name);
-    const auto existing = m_names.find(key);
-    const bool isKnown = existing != m_names.end();
-    const CRef<CFileInfo> info =
-        isKnown ? existing->second : CRef<CFileInfo>(new CFileInfo(CWideString(opened.name), *this, &OnReleased));
-    word = CWordRef(new WORDInfo(info, opened.isDirectory, opened.fragmentSize));
-    if (!isKnown) m_names.emplace(std::move(key), info);
+    const auto place = m_names.lower_bound(entry.key());
+    const bool isKnown = place != m_names.end() && !m_names.key_comp()(entry.key(), place->first);
+    word = CWordRef(new WORDInfo(isKnown ? place->second : entry.mapped(), opened.isDirectory, opened.fragmentSize));
+    if (!isKnown) m_names.insert(place, std::move(entry));
     word->m_OpenFlags = opened.flags & ~kOpeningFlags;
     word->m_segmentSize = opened.segmentSize;
     m_handles.emplace(word->Value(), word);

@@ -21,6 +21,7 @@ public:
     // What a handle is registered with. The record takes the descriptor or stream over when registering succeeds.
     struct COpened {
         const wchar_t* name;
+        CUtf8String path;           // the name's storage path where it is known, else empty
         int descriptor;             // -1 for a directory
         ZdvfsDirectory* directory;  // null for a file
         bool isDirectory;
@@ -58,12 +59,14 @@ public:
     DWORD Rename(CFileInfo& info, CNewName& newName) noexcept;
 
 private:
+    using CNames = std::map<std::wstring, CRef<CFileInfo>, CNameLess>;
+
     static void OnReleased(CFileInfo& info, WORDCollection& owner) noexcept;
     // The entry of the record itself, out of the table; null where it has none. Under the lock.
     CRef<CFileInfo> TakeEntry(CFileInfo& info) noexcept;
 
     CRankedLock<ELockRank::kTable> m_lock;
-    std::map<std::wstring, CRef<CFileInfo>, CNameLess> m_names;
+    CNames m_names;
     std::map<Handle, CWordRef> m_handles;
 };
 

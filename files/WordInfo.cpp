@@ -8,12 +8,24 @@ namespace zd {
 
 CWideString CFileInfo::Name() const {
     const CAutoCriticalSection held(m_nameLock);
-    return m_name;
+    return m_names.name;
 }
 
 void CFileInfo::SetName(CWideString name) {
+    CNames names{std::move(name), CUtf8String()};
     const CAutoCriticalSection held(m_nameLock);
-    m_name = std::move(name);
+    std::swap(m_names, names);
+}
+
+CFileInfo::CNames CFileInfo::Names() const {
+    const CAutoCriticalSection held(m_nameLock);
+    return m_names;
+}
+
+void CFileInfo::RememberPath(const CNames& names) {
+    const CAutoCriticalSection held(m_nameLock);
+    // Another handle may have renamed the object meanwhile.
+    if (m_names.name.c_str() == names.name.c_str()) m_names.path = names.path;
 }
 
 void CFileInfo::RemoveOpen() noexcept {
@@ -23,6 +35,11 @@ void CFileInfo::RemoveOpen() noexcept {
 CWideString FragmentName(const CWideString& name, std::int32_t number) {
     if (number <= 0) return name;
     return CWideString(name.view(), L";F" + std::to_wstring(number));
+}
+
+CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number) {
+    if (number <= 0) return path;
+    return CUtf8String(path.view(), ";F" + std::to_string(number));
 }
 
 WORDInfo::WORDInfo(CRef<CFileInfo> info, bool isDirectory, std::int64_t fragmentSize)
@@ -53,6 +70,55 @@ CFragment& WORDInfo::At(std::int32_t index) {
     return const_cast<CFragment&>(std::as_const(*this).At(index));
 }
 
+bool WORDInfo::IsUsedBefore(std::int32_t first, std::int32_t second) const noexcept {
+    const std::int64_t firstUse = Known(first).lastUse;
+    const std::int64_t secondUse = Known(second).lastUse;
+    return firstUse != secondUse ? firstUse < secondUse : first < second;
+}
+
+// Stamps grow, so the place is nearly always the newest end.
+void WORDInfo::Link(std::int32_t index) noexcept {
+    CFragment& fragment = Known(index);
+    fragment.older = m_newest;
+    while (fragment.older >= 0 && IsUsedBefore(index, fragment.older)) fragment.older = Known(fragment.older).older;
+    fragment.newer = fragment.older >= 0 ? Known(fragment.older).newer : m_oldest;
+    (fragment.older >= 0 ? Known(fragment.older).newer : m_oldest) = index;
+    (fragment.newer >= 0 ? Known(fragment.newer).older : m_newest) = index;
+    ++m_openFragments;
+}
+
+void WORDInfo::Unlink(std::int32_t index) noexcept {
+    const CFragment& fragment = Known(index);
+    (fragment.older >= 0 ? Known(fragment.older).newer : m_oldest) = fragment.newer;
+    (fragment.newer >= 0 ? Known(fragment.newer).older : m_newest) = fragment.older;
+    --m_openFragments;
+}
+
+void WORDInfo::SetDescriptor(std::int64_t descriptor, std::int32_t index) {
+    CFragment& fragment = At(index);
+    const bool wasOpen = fragment.descriptor != kNoDescriptor;
+    fragment.descriptor = descriptor;
+    const bool isOpen = descriptor != kNoDescriptor;
+    if (wasOpen && !isOpen) Unlink(index);
+    if (!wasOpen && isOpen) Link(index);
+}
+
+void WORDInfo::SetLastUse(std::int32_t index, std::int64_t stamp) {
+    CFragment& fragment = At(index);
+    const bool isOpen = fragment.descriptor != kNoDescriptor;
+    if (!isOpen || (index == m_newest && stamp >= fragment.lastUse)) {
+        fragment.lastUse = stamp;
+        return;
+    }
+    Unlink(index);
+    fragment.lastUse = stamp;
+    Link(index);
+}
+
+std::int32_t WORDInfo::LeastRecentlyUsed(std::int32_t keep) const noexcept {
+    return m_oldest == keep && m_oldest >= 0 ? Known(m_oldest).newer : m_oldest;
+}
+
 void WORDInfo::SetSize(std::int64_t size, std::int32_t index, bool onlyIfLarger) {
     CFragment& fragment = At(index);
     if (!onlyIfLarger || size > fragment.size) fragment.size = size;
@@ -66,12 +132,15 @@ std::int64_t WORDInfo::TotalSize() const noexcept {
 
 void WORDInfo::AddFragment(std::int64_t descriptor, std::int32_t index, std::int64_t size) {
     if (index < 0 || index > FragmentCount()) ThrowWin32(ERROR_INVALID_PARAMETER);
-    m_fragments.push_back(CFragment{index, descriptor, size, -1});
+    m_fragments.push_back(CFragment{index, kNoDescriptor, size, -1});
+    SetDescriptor(descriptor, FragmentCount() - 1);
 }
 
 void WORDInfo::RemoveLastFragment() noexcept {
     if (m_fragments.empty()) return;
-    const CUniqueDescriptor closing(static_cast<int>(m_fragments.back().descriptor));
+    const CFragment& last = m_fragments.back();
+    const CUniqueDescriptor closing(static_cast<int>(last.descriptor));
+    if (last.descriptor != kNoDescriptor) Unlink(FragmentCount() - 1);
     m_fragments.pop_back();
 }
 

@@ -28,12 +28,21 @@ class CFileInfo final : public CCounted {
 public:
     using ReleaseCallback = void (*)(CFileInfo& info, WORDCollection& owner) noexcept;
 
-    CFileInfo(CWideString name, WORDCollection& owner, ReleaseCallback released) noexcept
-        : m_name(std::move(name)), m_owner(owner), m_released(released) {}
+    // `path`: the name's storage path where it is known already, else empty.
+    CFileInfo(CWideString name, CUtf8String path, WORDCollection& owner, ReleaseCallback released) noexcept
+        : m_names{std::move(name), std::move(path)}, m_owner(owner), m_released(released) {}
 
     // The name as the host gave it. A rename replaces it while other handles read it, so it has a lock of its own.
     CWideString Name() const;
     void SetName(CWideString name);
+
+    // The name and its storage path, which is empty until it is remembered.
+    struct CNames {
+        CWideString name;
+        CUtf8String path;
+    };
+    CNames Names() const;
+    void RememberPath(const CNames& names);
 
     // Held while an object is reached by the name, and while a rename changes object and name together: a fragment
     // opened between the two would come up empty under the old name.
@@ -55,7 +64,7 @@ private:
 
     CRankedLock<ELockRank::kNameUse> m_useLock;
     mutable CRankedLock<ELockRank::kName> m_nameLock;
-    CWideString m_name;  // guarded by m_nameLock
+    CNames m_names;  // guarded by m_nameLock
     std::atomic<std::int32_t> m_openCount{0};
     std::atomic<bool> m_isReplaced{false};
     WORDCollection& m_owner;
@@ -68,10 +77,16 @@ struct CFragment {
     std::int64_t descriptor;  // -1: not open
     std::int64_t size;        // bytes, as last known
     std::int64_t lastUse;     // stamp of the use clock, -1: never
+    // While it is open, its neighbours among the open fragments in the order of their use; -1: none.
+    std::int32_t older = -1;
+    std::int32_t newer = -1;
 };
 
 // The name of fragment `number`: the file's own for 0 and below, "%s;F%d" above.
 CWideString FragmentName(const CWideString& name, std::int32_t number);
+
+// The storage path of fragment `number` of the file with that storage path.
+CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number);
 
 // One per open handle. Everything but the lock and the name is guarded by the lock, which an operation holds for its
 // whole work on the handle.
@@ -85,12 +100,18 @@ public:
     // Fragment accessors. Each throws 87 for an index outside the vector.
     std::int32_t FragmentCount() const noexcept { return static_cast<std::int32_t>(m_fragments.size()); }
     std::int64_t Descriptor(std::int32_t index) const { return At(index).descriptor; }
-    void SetDescriptor(std::int64_t descriptor, std::int32_t index) { At(index).descriptor = descriptor; }
+    void SetDescriptor(std::int64_t descriptor, std::int32_t index);
     std::int64_t LastUse(std::int32_t index) const { return At(index).lastUse; }
-    void SetLastUse(std::int32_t index, std::int64_t stamp) { At(index).lastUse = stamp; }
+    void SetLastUse(std::int32_t index, std::int64_t stamp);
     std::int64_t FragmentLength(std::int32_t index) const { return At(index).size; }
     void SetSize(std::int64_t size, std::int32_t index, bool onlyIfLarger);
     std::int64_t TotalSize() const noexcept;
+
+    // How many fragments are open.
+    std::int32_t OpenFragments() const noexcept { return m_openFragments; }
+
+    // The open fragment that was used longest ago, of those with the same stamp the first; never `keep`. -1 for none.
+    std::int32_t LeastRecentlyUsed(std::int32_t keep) const noexcept;
 
     // Appends a fragment; throws 87 where `index` is greater than the count.
     void AddFragment(std::int64_t descriptor, std::int32_t index, std::int64_t size);
@@ -128,11 +149,20 @@ private:
 
     const CFragment& At(std::int32_t index) const;
     CFragment& At(std::int32_t index);
+    CFragment& Known(std::int32_t index) noexcept { return m_fragments[static_cast<std::size_t>(index)]; }
+    const CFragment& Known(std::int32_t index) const noexcept { return m_fragments[static_cast<std::size_t>(index)]; }
+    bool IsUsedBefore(std::int32_t first, std::int32_t second) const noexcept;
+    void Link(std::int32_t index) noexcept;
+    void Unlink(std::int32_t index) noexcept;
 
     CRankedLock<ELockRank::kHandle> m_lock;
     const CRef<CFileInfo> m_fileInfo;
     bool m_counted = false;
     std::vector<CFragment> m_fragments;
+    // The open fragments by their use, so that finding the one to close does not depend on how many the file has.
+    std::int32_t m_oldest = -1;
+    std::int32_t m_newest = -1;
+    std::int32_t m_openFragments = 0;
 };
 
 using CWordRef = CRef<WORDInfo>;

@@ -71,7 +71,12 @@ CUtf8String CProtocolManager::Translate(const wchar_t* name) const {
 }
 
 CUtf8String CProtocolManager::TranslateFragment(const WORDInfo& word, std::int32_t fragment) const {
-    return Translate(word.NameOfFragment(fragment).c_str());
+    CFileInfo::CNames names = word.FileInfo().Names();
+    if (names.path.empty()) {
+        names.path = Translate(names.name.c_str());
+        word.FileInfo().RememberPath(names);
+    }
+    return FragmentPath(names.path, fragment);
 }
 
 DWORD CProtocolManager::ZdStub1() {

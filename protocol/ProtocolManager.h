@@ -85,6 +85,8 @@ public:
 
     // The storage path of a host name. Throws 2 where it does not convert.
     CUtf8String Translate(const wchar_t* name) const;
+
+    // The storage path of a handle's fragment. A name is translated once, for all handles on it.
     CUtf8String TranslateFragment(const WORDInfo& word, std::int32_t fragment) const;
 
     // Closes a record's descriptors or stream, and removes the file where `deleteFlag` is not 0. Takes the record's
@@ -97,8 +99,8 @@ public:
     COpenedFragment GetFragmentFileHandle(WORDInfo& word, std::int32_t index, const CAutoCriticalSection& held,
                                           std::int32_t keep = -1);
 
-    // Opens a fragment by name with the storage flags and sets its segment sizes.
-    COpenedFragment ReOpenFile(const CWideString& name, std::int32_t mode, std::uint32_t flags,
+    // Opens fragment `index` by name with the storage flags and sets its segment sizes. The mode has no effect.
+    COpenedFragment ReOpenFile(const WORDInfo& word, std::int32_t index, std::int32_t mode, std::uint32_t flags,
                                std::int32_t segmentSize);
 
     // Looks for the fragments that stand behind fragment 0, or removes them. Answers the file's total size.

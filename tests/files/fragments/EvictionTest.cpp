@@ -1,5 +1,8 @@
 // How many fragments of a handle are open at once, and which one makes room.
+#include <algorithm>
+
 #include "files/FilesFixture.h"
+#include "harness/RandomBits.h"
 
 namespace zd::test {
 namespace {
@@ -174,6 +177,35 @@ TEST_F(CEvictionTest, FailingCloseOfTheVictimFailsTheOperationAndOpensNothing) {
     }
     // The storage gave the descriptors up all the same; each record closed its own once more.
     AllowLeaks();
+}
+
+// The open fragments as a list, the one used longest ago in front.
+TEST_F(CEvictionTest, RandomUsesKeepOpenWhatWasUsedLast) {
+    constexpr std::size_t kLimit = 3;
+    ConnectWith(kLimit);
+    const Handle handle = Open({"0123456789", "abcdefghij", "ABCDEFGHIJ", "0123456789", "abcdefghij", "tail"});
+    std::vector<int> used = {0};
+    std::uint64_t bits = 5;
+    for (int step = 0; step < 400; ++step) {
+        SCOPED_TRACE(step);
+        if (NextBits(bits) % 20 == 0) {
+            ASSERT_EQ(0U, m_manager->ZdCloseFile(handle, 0));
+            used.clear();
+        }
+        const int fragment = static_cast<int>(NextBits(bits) % 6);
+        const auto known = std::find(used.begin(), used.end(), fragment);
+        if (known != used.end()) {
+            used.erase(known);
+        } else if (used.size() == kLimit) {
+            used.erase(used.begin());
+        }
+        used.push_back(fragment);
+        Use(handle, fragment);
+        std::vector<std::string> expected;
+        for (const int index : used) expected.push_back(index == 0 ? "pool/a" : "pool/a;F" + std::to_string(index));
+        ASSERT_THAT(OpenPaths(), ::testing::UnorderedElementsAreArray(expected));
+    }
+    Close(handle);
 }
 
 TEST_F(CEvictionTest, WritesAndSizesObeyTheLimitToo) {
