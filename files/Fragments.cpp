@@ -27,12 +27,13 @@ std::int64_t CProtocolManager::DiscoverFragments(WORDInfo& word, bool truncate, 
     const CAutoCriticalSection held(word.Lock());
     word.SetSize(firstSize, 0, false);
     word.SetLastUse(0, NextUse());
+    CFragmentPaths paths(TranslateFragment(word, 0));
     for (std::int32_t n = 1; n < std::numeric_limits<std::int32_t>::max(); ++n) {
-        const CUtf8String path = TranslateFragment(word, n);
+        const char* const path = paths.Of(n);
         ZdvfsStatRecord record{};
-        if (::ZdvfsStat(path.c_str(), &record) != 0) break;
+        if (::ZdvfsStat(path, &record) != 0) break;
         if (truncate) {
-            ::ZdvfsUnlink(path.c_str());
+            ::ZdvfsUnlink(path);
         } else {
             word.AddFragment(kNoDescriptor, n, record.size);
         }
@@ -65,9 +66,12 @@ COpenedFragment CProtocolManager::GetFragmentFileHandle(WORDInfo& word, std::int
         word.RequireName();
         opened = ReOpenFile(word, index, 3, word.m_OpenFlags | kZdvfsCreate, word.m_segmentSize);
     }
-    // Stamped first: what becomes open then goes to the newest end of the open ones.
-    word.SetLastUse(index, NextUse());
-    word.SetDescriptor(opened.descriptor, index);
+    // The fragment used last stays so: its stamp would change no order, only a counter that all threads share.
+    if (!word.IsNewest(index)) {
+        // Stamped first: what becomes open then goes to the newest end of the open ones.
+        word.SetLastUse(index, NextUse());
+        word.SetDescriptor(opened.descriptor, index);
+    }
     return opened;
 }
 

@@ -4,8 +4,15 @@ namespace zd {
 
 // Records that die tell the table, so the handles go first, while names and lock still stand.
 WORDCollection::~WORDCollection() {
-    const auto handles = std::move(m_handles);
-    m_handles.clear();
+    for (CShard& shard : m_shards) {
+        const auto handles = std::move(shard.handles);
+        shard.handles.clear();
+    }
+}
+
+// Handles are addresses: the lowest bits are the same for all.
+WORDCollection::CShard& WORDCollection::ShardOf(Handle handle) noexcept {
+    return m_shards[(handle >> 4 ^ handle >> 8 ^ handle >> 12) % std::tuple_size_v<decltype(m_shards)>];
 }
 
 CWordRef WORDCollection::Register(const COpened& opened) {
@@ -14,15 +21,20 @@ CWordRef WORDCollection::Register(const COpened& opened) {
     made.emplace(opened.name,
                  CRef<CFileInfo>(new CFileInfo(CWideString(opened.name), opened.path, *this, &OnReleased)));
     auto entry = made.extract(made.begin());
-    CWordRef word;  // declared before the lock: a record that dies by a failure in here needs it free to be taken
-    const CAutoCriticalSection held(m_lock);
-    const auto place = m_names.lower_bound(entry.key());
-    const bool isKnown = place != m_names.end() && !m_names.key_comp()(entry.key(), place->first);
-    word = CWordRef(new WORDInfo(isKnown ? place->second : entry.mapped(), opened.isDirectory, opened.fragmentSize));
-    if (!isKnown) m_names.insert(place, std::move(entry));
+    CWordRef word;
+    {
+        const CAutoCriticalSection held(m_namesLock);
+        const auto place = m_names.lower_bound(entry.key());
+        const bool isKnown = place != m_names.end() && !m_names.key_comp()(entry.key(), place->first);
+        word =
+            CWordRef(new WORDInfo(isKnown ? place->second : entry.mapped(), opened.isDirectory, opened.fragmentSize));
+        if (!isKnown) m_names.insert(place, std::move(entry));
+    }
     word->m_OpenFlags = opened.flags & ~kOpeningFlags;
     word->m_segmentSize = opened.segmentSize;
-    m_handles.emplace(word->Value(), word);
+    CShard& shard = ShardOf(word->Value());
+    const CAutoCriticalSection held(shard.lock);
+    shard.handles.emplace(word->Value(), word);
     // Nothing fails from here on: only now does the record own what was opened.
     if (opened.isDirectory) {
         word->m_DirPtr = opened.directory;
@@ -33,26 +45,26 @@ CWordRef WORDCollection::Register(const COpened& opened) {
 }
 
 CWordRef WORDCollection::Find(Handle handle) {
-    const CAutoCriticalSection held(m_lock);
-    const auto found = m_handles.find(handle);
-    return found == m_handles.end() ? CWordRef() : found->second;
+    CShard& shard = ShardOf(handle);
+    const CAutoCriticalSection held(shard.lock);
+    const auto found = shard.handles.find(handle);
+    return found == shard.handles.end() ? CWordRef() : found->second;
 }
 
 CWordRef WORDCollection::Take(Handle handle) {
-    const CAutoCriticalSection held(m_lock);
-    const auto found = m_handles.find(handle);
-    if (found == m_handles.end()) return {};
-    CWordRef word = std::move(found->second);
-    m_handles.erase(found);
-    return word;
+    CShard& shard = ShardOf(handle);
+    const CAutoCriticalSection held(shard.lock);
+    auto taken = shard.handles.extract(handle);
+    return taken.empty() ? CWordRef() : std::move(taken.mapped());
 }
 
 CWordRef WORDCollection::TakeFirst() {
-    const CAutoCriticalSection held(m_lock);
-    if (m_handles.empty()) return {};
-    CWordRef word = std::move(m_handles.begin()->second);
-    m_handles.erase(m_handles.begin());
-    return word;
+    for (CShard& shard : m_shards) {
+        const CAutoCriticalSection held(shard.lock);
+        if (shard.handles.empty()) continue;
+        return std::move(shard.handles.extract(shard.handles.begin()).mapped());
+    }
+    return {};
 }
 
 CRef<CFileInfo> WORDCollection::TakeEntry(CFileInfo& info) noexcept {
@@ -67,14 +79,14 @@ CRef<CFileInfo> WORDCollection::TakeEntry(CFileInfo& info) noexcept {
 
 void WORDCollection::Displace(CFileInfo& info) noexcept {
     CRef<CFileInfo> displaced;
-    const CAutoCriticalSection held(m_lock);
+    const CAutoCriticalSection held(m_namesLock);
     info.MarkReplaced();
     displaced = TakeEntry(info);
 }
 
 DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
     CRef<CFileInfo> displaced;
-    const CAutoCriticalSection held(m_lock);
+    const CAutoCriticalSection held(m_namesLock);
     const CWideString oldName = info.Name();
     info.SetName(newName.name);
     info.MarkReached();
@@ -95,7 +107,7 @@ DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
 
 void WORDCollection::OnReleased(CFileInfo& info, WORDCollection& owner) noexcept {
     CRef<CFileInfo> erased;
-    const CAutoCriticalSection held(owner.m_lock);
+    const CAutoCriticalSection held(owner.m_namesLock);
     // Another thread may have opened the name again before the lock was had.
     if (info.OpenCount() == 0) erased = owner.TakeEntry(info);
 }

@@ -1,16 +1,20 @@
 // The open-file table of a connection.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <map>
 #include <string>
+#include <unordered_map>
 
 #include "files/WordInfo.h"
 #include "text/Conversion.h"
 
 namespace zd {
 
-// Any thread. The lock guards both maps and is held for map work only: never across a storage call, never while a
-// handle's lock is taken.
+// Any thread. The names have one lock and the handles have several, so that operations on different handles do not meet
+// at one. Each is held for map work only: never across a storage call, never together with another of them, never while
+// a handle's lock is taken.
 class WORDCollection {
 public:
     WORDCollection() = default;
@@ -62,12 +66,20 @@ private:
     using CNames = std::map<std::wstring, CRef<CFileInfo>, CNameLess>;
 
     static void OnReleased(CFileInfo& info, WORDCollection& owner) noexcept;
-    // The entry of the record itself, out of the table; null where it has none. Under the lock.
+    // The entry of the record itself, out of the table; null where it has none. Under the names' lock.
     CRef<CFileInfo> TakeEntry(CFileInfo& info) noexcept;
 
-    CRankedLock<ELockRank::kTable> m_lock;
+    // A part of the handles. Between two of them is a cache line that nobody uses.
+    struct CShard {
+        CRankedLock<ELockRank::kTable> lock;
+        std::unordered_map<Handle, CWordRef> handles;
+        std::byte apart[64];
+    };
+    CShard& ShardOf(Handle handle) noexcept;
+
+    CRankedLock<ELockRank::kTable> m_namesLock;
     CNames m_names;
-    std::map<Handle, CWordRef> m_handles;
+    std::array<CShard, 16> m_shards;
 };
 
 }  // namespace zd

@@ -1,5 +1,8 @@
 #include "files/WordInfo.h"
 
+#include <charconv>
+#include <limits>
+
 #include "files/StorageOwners.h"
 #include "protocol/Errors.h"
 #include "protocol/ProcessState.h"
@@ -40,6 +43,15 @@ CWideString FragmentName(const CWideString& name, std::int32_t number) {
 CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number) {
     if (number <= 0) return path;
     return CUtf8String(path.view(), ";F" + std::to_string(number));
+}
+
+const char* CFragmentPaths::Of(std::int32_t number) {
+    m_path.resize(m_length);
+    if (number > 0) {
+        char digits[std::numeric_limits<std::int32_t>::digits10 + 1];
+        m_path.append(";F").append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+    }
+    return m_path.c_str();
 }
 
 WORDInfo::WORDInfo(CRef<CFileInfo> info, bool isDirectory, std::int64_t fragmentSize)

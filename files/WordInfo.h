@@ -88,6 +88,19 @@ CWideString FragmentName(const CWideString& name, std::int32_t number);
 // The storage path of fragment `number` of the file with that storage path.
 CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number);
 
+// The same for one fragment after another, in one buffer.
+class CFragmentPaths {
+public:
+    explicit CFragmentPaths(const CUtf8String& path) : m_path(path.view()), m_length(m_path.size()) {}
+
+    // Valid until the next call.
+    const char* Of(std::int32_t number);
+
+private:
+    std::string m_path;
+    std::size_t m_length;
+};
+
 // One per open handle. Everything but the lock and the name is guarded by the lock, which an operation holds for its
 // whole work on the handle.
 class WORDInfo final : public CCounted {
@@ -106,6 +119,9 @@ public:
     std::int64_t FragmentLength(std::int32_t index) const { return At(index).size; }
     void SetSize(std::int64_t size, std::int32_t index, bool onlyIfLarger);
     std::int64_t TotalSize() const noexcept;
+
+    // Whether it is the open fragment that was used last.
+    bool IsNewest(std::int32_t index) const noexcept { return index == m_newest; }
 
     // How many fragments are open.
     std::int32_t OpenFragments() const noexcept { return m_openFragments; }

@@ -5,7 +5,8 @@
 //   2. a handle's lock (two of them: in ZdAppendFile, in the order of their addresses; in a replacing rename, with that
 //      of a handle that nobody else knows)
 //   3. a name's use lock: held while an object is reached by its name, and over a rename
-//   4. the open-file table's lock, then a name's lock: held for map and name work only, never across a storage call
+//   4. one of the open-file table's locks, then a name's lock: held for map and name work only, never across a storage
+//   call
 //   5. the settings lock
 //   6. the lock of the logger's first use, then the logger's queue lock
 // A build with ZD_CHECK_LOCK_ORDER ends the process where the order is broken (LockOrder.h).
@@ -25,7 +26,10 @@ enum class ELockRank { kObject, kHandle, kNameUse, kTable, kName, kSettings, kLo
 // Owns one critical section.
 class CCriticalSectionHolder {
 public:
-    CCriticalSectionHolder() noexcept { ::InitializeCriticalSection(&m_section); }
+    // `spinCount`: how often a thread looks again before it sleeps, for locks that are never held for long.
+    explicit CCriticalSectionHolder(DWORD spinCount = 0) noexcept {
+        static_cast<void>(::InitializeCriticalSectionAndSpinCount(&m_section, spinCount));
+    }
     virtual ~CCriticalSectionHolder() { ::DeleteCriticalSection(&m_section); }
     CCriticalSectionHolder(const CCriticalSectionHolder&) = delete;
     CCriticalSectionHolder& operator=(const CCriticalSectionHolder&) = delete;
@@ -38,7 +42,14 @@ private:
 
 // A holder with its place in the order.
 template <ELockRank kRank>
-class CRankedLock : public CCriticalSectionHolder {};
+class CRankedLock : public CCriticalSectionHolder {
+public:
+    CRankedLock() noexcept : CCriticalSectionHolder(kIsHeldBriefly ? kBriefSpin : 0) {}
+
+private:
+    static constexpr bool kIsHeldBriefly = kRank == ELockRank::kTable || kRank == ELockRank::kName;
+    static constexpr DWORD kBriefSpin = 4000;
+};
 
 // Enters a critical section for a scope.
 class CAutoCriticalSection {

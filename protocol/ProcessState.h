@@ -66,11 +66,12 @@ struct CProcessState {
     std::atomic<bool> m_renewalActive{false};
     std::atomic<std::int64_t> m_lastChange{0};  // when a change was last noticed
 
-    // Unguarded on purpose: each is one relaxed atomic, and no reader combines two of them.
-    std::atomic<std::int32_t> m_OpenDirectIOorWriteFiles{0};  // open handles for writing or direct I/O
-    std::atomic<std::int64_t> m_useClock{0};                  // stamps the use of fragments
-    std::atomic<std::uint32_t> m_modified{0};                 // 1 after a change of stored data or names
-    std::atomic<std::uint16_t> m_highestValidNameChar{0};     // 0: no rule
+    // Unguarded on purpose: each is one relaxed atomic, and no reader combines two of them. What one operation changes
+    // stands apart from what another one only reads.
+    alignas(64) std::atomic<std::int32_t> m_OpenDirectIOorWriteFiles{0};  // open handles for writing or direct I/O
+    alignas(64) std::atomic<std::int64_t> m_useClock{0};                  // stamps the use of fragments
+    alignas(64) std::atomic<std::uint32_t> m_modified{0};                 // 1 after a change of stored data or names
+    std::atomic<std::uint16_t> m_highestValidNameChar{0};                 // 0: no rule
 };
 
 // The state of this process.
@@ -82,7 +83,9 @@ void DestroyProcessState() noexcept;
 
 // Says that stored data, names or metadata have changed.
 inline void SetModified() noexcept {
-    ProcessState().m_modified.store(1, std::memory_order_relaxed);
+    std::atomic<std::uint32_t>& modified = ProcessState().m_modified;
+    // Nearly always set already, and a store would take the cache line from every other thread.
+    if (modified.load(std::memory_order_relaxed) == 0) modified.store(1, std::memory_order_relaxed);
 }
 
 }  // namespace zd
