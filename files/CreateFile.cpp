@@ -152,9 +152,9 @@ void CCreateRequest::CountWriter() {
 Handle CCreateRequest::Register(FileInformation& information) {
     CWordRef word;
     try {
-        const std::wstring registered(m_isDirectory ? std::wstring_view(m_name) : WithoutTrailingSeparators(m_name));
-        const bool isWhole = registered.size() == std::wstring_view(m_name).size();
-        word = m_manager.Words().Register({registered.c_str(), isWhole ? m_path : CUtf8String(),
+        const std::wstring_view given(m_name);
+        const std::wstring_view registered = m_isDirectory ? given : WithoutTrailingSeparators(given);
+        word = m_manager.Words().Register({registered, registered.size() == given.size() ? m_path : CUtf8String(),
                                            m_isDirectory ? kNoDescriptor : m_file.Get(), m_stream.Get(), m_isDirectory,
                                            m_cacheFlags | m_openFlags, m_manager.MaximumFileSize(), m_segmentSize});
     } catch (...) {

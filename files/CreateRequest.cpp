@@ -115,7 +115,7 @@ void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* i
     m_path = m_manager.Translate(m_name);
     std::string_view statPath = m_path.view();
     while (statPath.size() > 1 && statPath.back() == '/') statPath.remove_suffix(1);
-    m_statPath = CUtf8String(statPath);
+    m_statPath = statPath.size() == m_path.size() ? m_path : CUtf8String(statPath);
     ChooseOpenMode();
     FindObject();
     DecideSecurity(wantsCheck);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "files/WordInfo.h"
@@ -24,7 +25,7 @@ public:
 
     // What a handle is registered with. The record takes the descriptor or stream over when registering succeeds.
     struct COpened {
-        const wchar_t* name;
+        std::wstring_view name;
         CUtf8String path;           // the name's storage path where it is known, else empty
         int descriptor;             // -1 for a directory
         ZdvfsDirectory* directory;  // null for a file

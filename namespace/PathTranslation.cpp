@@ -67,6 +67,8 @@ std::wstring_view WithoutTrailingSeparators(std::wstring_view name) noexcept {
 }
 
 CWideString BaseOfFragmentShape(const CWideString& name) {
+    // Resolving takes components away and adds none.
+    if (name.view().find(L';') == std::wstring_view::npos) return {};
     const CWideString resolved = ResolveDots(name);
     std::wstring_view view = resolved.view();
     // The storage may take a path with slashes behind it for the same object.
