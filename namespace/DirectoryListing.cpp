@@ -1,5 +1,7 @@
 #include "namespace/DirectoryListing.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -9,13 +11,14 @@
 #include "namespace/FileInformation.h"
 #include "protocol/Errors.h"
 #include "text/Conversion.h"
+#include "zdvfs.h"
 
 namespace zd {
 namespace {
 
 constexpr std::size_t kLongestName = 260;  // units, without the terminator
-constexpr std::size_t kFirstBlockWords = 512;
-constexpr std::size_t kLargestBlockWords = 128 * 1024;
+constexpr std::size_t kFirstBlock = 4096;  // bytes
+constexpr std::size_t kLargestBlock = 1 << 20;
 
 // The length of the name without a fragment's suffix, the whole length where it has none.
 std::size_t BaseLength(const char* name, std::size_t length) noexcept {
@@ -27,14 +30,15 @@ std::size_t BaseLength(const char* name, std::size_t length) noexcept {
     return isFragment ? static_cast<std::size_t>(semicolon - name) : length;
 }
 
-// The units of the name in UTF-16, 0 for none. False where it does not convert.
-bool ConvertName(std::string_view name, wchar_t (&units)[kLongestName], std::size_t& count) noexcept {
+// The units of the name in UTF-16, none where it does not convert: false. Clears `isAscii` where one is not ASCII.
+bool ConvertName(std::string_view name, wchar_t (&units)[kLongestName], std::size_t& count, bool& isAscii) noexcept {
     count = 0;
     while (count < name.size() && count < kLongestName && static_cast<unsigned char>(name[count]) < 0x80) {
         units[count] = static_cast<wchar_t>(name[count]);
         ++count;
     }
     if (count == name.size()) return true;
+    isAscii = false;
     count = static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, name.data(), static_cast<int>(name.size()),
                                                            units, static_cast<int>(kLongestName)));
     if (count > 0) return true;
@@ -49,18 +53,19 @@ CDirectoryListing::CDirectoryListing(const CUtf8String& directory) : m_path(dire
     m_directoryLength = m_path.size();
 }
 
+// A multiple of what an entry is aligned to.
+std::size_t CDirectoryListing::CListed::Bytes(std::size_t length) noexcept {
+    return (sizeof(CListed) + length * sizeof(wchar_t) + alignof(CListed) - 1) / alignof(CListed) * alignof(CListed);
+}
+
 void* CDirectoryListing::Take(std::size_t bytes) {
-    const std::size_t words = (bytes + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t);
-    if (words > m_freeWords) {
-        const std::size_t blockWords =
-            std::min(kFirstBlockWords << std::min<std::size_t>(m_blocks.size(), 16), kLargestBlockWords);
-        m_blocks.push_back(std::make_unique_for_overwrite<std::uint64_t[]>(blockWords));
-        m_free = m_blocks.back().get();
-        m_freeWords = blockWords;
+    if (m_blocks.empty() || m_blocks.back().size - m_blocks.back().used < bytes) {
+        const std::size_t size = m_blocks.empty() ? kFirstBlock : std::min(m_blocks.back().size * 2, kLargestBlock);
+        m_blocks.push_back(CBlock{std::make_unique_for_overwrite<std::byte[]>(size), size, 0});
     }
-    void* const taken = m_free;
-    m_free += words;
-    m_freeWords -= words;
+    CBlock& block = m_blocks.back();
+    void* const taken = block.bytes.get() + block.used;
+    block.used += bytes;
     return taken;
 }
 
@@ -74,83 +79,87 @@ void CDirectoryListing::Add(const char* name) {
     const bool isFragment = base != length;
     wchar_t units[kLongestName];
     std::size_t count = 0;
-    const bool isConverted = ConvertName(std::string_view(name, base), units, count);
+    const bool isConverted = ConvertName(std::string_view(name, base), units, count, m_isAscii);
     // The empty name stands for names that did not convert: none of these is the fragment's file.
     if (isFragment && (!isConverted || count == 0)) return;
-    auto* const entry = new (Take(sizeof(CListed) + count * sizeof(wchar_t))) CListed;
+    auto* const entry = new (Take(CListed::Bytes(count))) CListed;
     FillFromStatus(*entry, status);
-    entry->length = static_cast<std::uint32_t>(count);
-    std::copy_n(units, count, entry->Name());
-    Narrow(*entry);
-    m_keys.push_back(CKey{0, 0, entry, static_cast<std::uint32_t>(m_keys.size()), isFragment});
+    entry->length = static_cast<std::uint16_t>(count);
+    entry->isFragment = isFragment;
+    std::memcpy(entry->Name(), units, count * sizeof(wchar_t));
+    ++m_count;
 }
 
-// Takes the name into account for what the keys may leave out.
-void CDirectoryListing::Narrow(const CListed& entry) noexcept {
-    for (std::size_t i = 0; i < entry.length; ++i) m_allUnits = static_cast<wchar_t>(m_allUnits | entry.Name()[i]);
-    if (m_keys.empty()) m_common = entry.length;
-    const CListed& first = m_keys.empty() ? entry : *m_keys.front().entry;
-    const std::size_t most = std::min<std::size_t>(m_common, entry.length);
-    std::size_t same = 0;
-    while (same < most && FoldCase(entry.Name()[same]) == FoldCase(first.Name()[same])) ++same;
-    m_common = same;
+void CDirectoryListing::MakeKeys() {
+    m_keys.reserve(m_count);
+    for (const CBlock& block : m_blocks) {
+        for (std::size_t at = 0; at < block.used;) {
+            auto* const entry = std::launder(reinterpret_cast<CListed*>(block.bytes.get() + at));
+            m_keys.push_back(CKey{0, 0, entry, static_cast<std::uint32_t>(m_keys.size()), entry->isFragment, false});
+            at += CListed::Bytes(entry->length);
+        }
+    }
 }
 
-// The units that follow, one byte each where that is enough for all names, two otherwise; 0 behind the end.
-void CDirectoryListing::MakeKey(CKey& key) const noexcept {
-    const std::size_t bits = m_allUnits < 0x100 ? 8 : 16;
-    const std::size_t perWord = 64 / bits;
-    const auto word = [&](std::size_t from) {
+// The name's units from there on, one byte each where all names are ASCII, two otherwise; 0 behind the end.
+void CDirectoryListing::SetUnits(CKey& key, std::size_t from) const noexcept {
+    const std::size_t perWord = UnitsOfKey() / 2;
+    const std::size_t bits = 64 / perWord;
+    const wchar_t* const name = key.entry->Name();
+    const std::size_t length = key.entry->length;
+    const auto word = [&](std::size_t begin) {
         std::uint64_t packed = 0;
-        for (std::size_t i = from; i < from + perWord; ++i) {
-            const wchar_t unit = i < key.entry->length ? FoldCase(key.entry->Name()[i]) : L'\0';
-            packed = packed << bits | static_cast<std::uint64_t>(unit);
+        for (std::size_t i = begin; i < begin + perWord; ++i) {
+            packed = packed << bits | static_cast<std::uint64_t>(i < length ? FoldCase(name[i]) : L'\0');
         }
         return packed;
     };
-    key.high = word(m_common);
-    key.low = word(m_common + perWord);
+    key.high = word(from);
+    key.low = word(from + perWord);
 }
 
-bool CDirectoryListing::IsSameName(const CKey& first, const CKey& second) const noexcept {
-    if (first.high != second.high || first.low != second.low) return false;
-    return CompareNoCase({first.entry->Name(), first.entry->length}, {second.entry->Name(), second.entry->length}) == 0;
-}
-
-// By name; a file before its fragments, and of files the one read first.
-bool CDirectoryListing::IsBefore(const CKey& first, const CKey& second) const noexcept {
-    if (first.high != second.high) return first.high < second.high;
-    if (first.low != second.low) return first.low < second.low;
-    const int order =
-        CompareNoCase({first.entry->Name(), first.entry->length}, {second.entry->Name(), second.entry->length});
-    if (order != 0) return order < 0;
-    if (first.isFragment != second.isFragment) return second.isFragment;
-    return first.order < second.order;
-}
-
-void CDirectoryListing::Sort() {
-    for (CKey& key : m_keys) MakeKey(key);
-    std::sort(m_keys.begin(), m_keys.end(),
-              [this](const CKey& first, const CKey& second) { return IsBefore(first, second); });
+// By name from that unit on, up to which all are the same; a file before its fragments, and of files the one read
+// first.
+void CDirectoryListing::Sort(CKeys::iterator first, CKeys::iterator last, std::size_t from) noexcept {
+    for (auto key = first; key != last; ++key) SetUnits(*key, from);
+    std::sort(first, last, [](const CKey& one, const CKey& other) {
+        if (one.high != other.high) return one.high < other.high;
+        if (one.low != other.low) return one.low < other.low;
+        if (one.isFragment != other.isFragment) return other.isFragment;
+        return one.order < other.order;
+    });
+    const std::uint64_t lastUnit = m_isAscii ? 0xFF : 0xFFFF;
+    while (first != last) {
+        const auto end = std::find_if(
+            first + 1, last, [&](const CKey& key) { return key.high != first->high || key.low != first->low; });
+        const bool isOne = end - first == 1;
+        if (!isOne && (first->low & lastUnit) != 0) {
+            Sort(first, end, from + UnitsOfKey());
+        } else {
+            for (auto key = first + 1; key != end; ++key) key->isRepeated = true;
+        }
+        first = end;
+    }
 }
 
 // Leaves one key for each file, with the sizes of its fragments added. Fragments without a file are dropped.
 void CDirectoryListing::Fold() noexcept {
     std::size_t kept = 0;
-    for (std::size_t i = 0; i < m_keys.size(); ++i) {
-        const CKey& key = m_keys[i];
-        const bool isSame = kept > 0 && IsSameName(m_keys[kept - 1], key);
-        if (!key.isFragment) {
-            if (!isSame) m_keys[kept++] = key;
-        } else if (isSame) {
+    bool isFile = false;  // whether the name at hand has a file
+    for (const CKey& key : m_keys) {
+        if (!key.isRepeated) {
+            isFile = !key.isFragment;
+            if (isFile) m_keys[kept++] = key;
+        } else if (isFile && key.isFragment) {
             m_keys[kept - 1].entry->size += key.entry->size;
         }
     }
-    m_keys.resize(kept);
+    m_keys.erase(m_keys.begin() + static_cast<std::ptrdiff_t>(kept), m_keys.end());
 }
 
 void CDirectoryListing::HandOver(DirectoryEntry** entries, DWORD* count) {
-    Sort();
+    MakeKeys();
+    Sort(m_keys.begin(), m_keys.end(), 0);
     Fold();
     DirectoryEntry* block = nullptr;
     if (!m_keys.empty()) {
@@ -162,8 +171,15 @@ void CDirectoryListing::HandOver(DirectoryEntry** entries, DWORD* count) {
         }
     }
     DirectoryEntry* next = block;
-    for (const CKey& key : m_keys) {
-        const CListed& entry = *key.entry;
+    for (std::size_t i = 0; i < m_keys.size(); ++i) {
+        // By name, entries lie anywhere.
+        constexpr std::size_t kAhead = 8;
+        if (i + kAhead < m_keys.size()) {
+            const auto* const ahead = reinterpret_cast<const char*>(m_keys[i + kAhead].entry);
+            _mm_prefetch(ahead, _MM_HINT_T0);
+            _mm_prefetch(ahead + 64, _MM_HINT_T0);
+        }
+        const CListed& entry = *m_keys[i].entry;
         // The bytes behind the name and the last field are the host's to see.
         std::memset(static_cast<void*>(next), 0, sizeof *next);
         next->creationTime = entry.creationTime;
@@ -173,7 +189,7 @@ void CDirectoryListing::HandOver(DirectoryEntry** entries, DWORD* count) {
         next->attributes = entry.attributes;
         next->size = entry.size;
         next->mode = entry.mode;
-        std::copy_n(entry.Name(), entry.length, next->name);
+        std::memcpy(next->name, entry.Name(), entry.length * sizeof(wchar_t));
         ++next;
     }
     *entries = block;

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "IProtocolManager.h"
@@ -14,8 +13,8 @@
 namespace zd {
 
 // Collects entries in the order in which the storage tells them and hands them over in that of their names. Until then
-// an entry takes the room of its name and not that of the host's record, and sorting moves keys of a fixed size: a
-// directory may hold millions.
+// an entry takes the room of its name and not that of the host's record, and sorting moves keys of a fixed size without
+// looking at the entries: a directory may hold millions.
 class CDirectoryListing {
 public:
     explicit CDirectoryListing(const CUtf8String& directory);
@@ -32,41 +31,48 @@ private:
         std::uint64_t creationTime;
         std::uint64_t lastAccessTime;
         std::uint64_t lastWriteTime;
-        std::uint64_t attributes;
         std::uint64_t size;
+        std::uint32_t attributes;
         std::uint32_t mode;
-        std::uint32_t length;  // units
+        std::uint16_t length;  // of the name, in units
+        bool isFragment;
 
         const wchar_t* Name() const noexcept { return reinterpret_cast<const wchar_t*>(this + 1); }
         wchar_t* Name() noexcept { return reinterpret_cast<wchar_t*>(this + 1); }
+        static std::size_t Bytes(std::size_t length) noexcept;
     };
 
-    // What is sorted. The first units behind what all names have in common are in the key, so that most comparisons
-    // need not look at the names.
+    // What is sorted: some units of the name, and what decides between equal ones.
     struct CKey {
         std::uint64_t high;
         std::uint64_t low;
         CListed* entry;
         std::uint32_t order;  // of reading
         bool isFragment;
+        bool isRepeated;  // it has the name of the one before it
+    };
+    using CKeys = std::vector<CKey>;
+
+    // Entries one behind the other, in the order of reading.
+    struct CBlock {
+        std::unique_ptr<std::byte[]> bytes;
+        std::size_t size;
+        std::size_t used;
     };
 
     void* Take(std::size_t bytes);
-    void Narrow(const CListed& entry) noexcept;
-    void MakeKey(CKey& key) const noexcept;
-    bool IsBefore(const CKey& first, const CKey& second) const noexcept;
-    bool IsSameName(const CKey& first, const CKey& second) const noexcept;
-    void Sort();
+    void MakeKeys();
+    std::size_t UnitsOfKey() const noexcept { return m_isAscii ? 16 : 8; }
+    void SetUnits(CKey& key, std::size_t from) const noexcept;
+    void Sort(CKeys::iterator first, CKeys::iterator last, std::size_t from) noexcept;
     void Fold() noexcept;
 
     std::string m_path;
     std::size_t m_directoryLength = 0;
-    std::vector<CKey> m_keys;
-    std::size_t m_common = 0;  // units that all names begin with, apart from their case
-    wchar_t m_allUnits = 0;    // the bits of all names' units
-    std::vector<std::unique_ptr<std::uint64_t[]>> m_blocks;
-    std::uint64_t* m_free = nullptr;
-    std::size_t m_freeWords = 0;
+    std::vector<CBlock> m_blocks;
+    std::size_t m_count = 0;
+    bool m_isAscii = true;  // all names
+    CKeys m_keys;
 };
 
 }  // namespace zd
