@@ -2,11 +2,11 @@
 
 #include <sddl.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <unordered_set>
 
 #include "harness/Child.h"
@@ -17,8 +17,13 @@ namespace {
 
 constexpr DWORD kPatience = 60000;  // milliseconds until a lock counts as left held
 
+// Threads that are just beginning or ending come by here. So neither the lock nor what belongs to a thread may be of
+// the kind that takes and frees memory for each thread.
 struct CBook {
-    std::mutex lock;
+    CBook() { ::InitializeCriticalSection(&lock); }
+
+    CRITICAL_SECTION lock{};
+    std::atomic<DWORD> holder{0};
     std::unordered_set<const void*> live;
 };
 
@@ -27,29 +32,48 @@ CBook& Book() {
     return *book;
 }
 
-thread_local bool t_armed = false;
-thread_local std::uint64_t t_made = 0;
-thread_local std::uint64_t t_failing = 0;
-const char* g_failed = "";
+// The counting of a thread that is armed.
+struct CArmed {
+    std::uint64_t made;
+    std::uint64_t failing;
+};
 
-// Held while the book itself is changed: its own nodes are freed by this program's patched functions too.
-thread_local bool t_inBook = false;
+DWORD ArmedSlot() {
+    static const DWORD slot = ::TlsAlloc();
+    return slot;
+}
+
+CArmed* Armed() {
+    const DWORD lastError = ::GetLastError();
+    auto* const armed = static_cast<CArmed*>(::TlsGetValue(ArmedSlot()));
+    ::SetLastError(lastError);
+    return armed;
+}
+
+std::atomic<const char*> g_failed = nullptr;
+
+// While the book itself is changed its own nodes are freed by this program's patched functions, too.
 class CInBook {
 public:
-    CInBook() : m_lock(Book().lock) { t_inBook = true; }
-    ~CInBook() { t_inBook = false; }
+    CInBook() {
+        ::EnterCriticalSection(&Book().lock);
+        Book().holder = ::GetCurrentThreadId();
+    }
+    ~CInBook() {
+        Book().holder = 0;
+        ::LeaveCriticalSection(&Book().lock);
+    }
     CInBook(const CInBook&) = delete;
     CInBook& operator=(const CInBook&) = delete;
-
-private:
-    std::lock_guard<std::mutex> m_lock;
 };
 
 // Whether this allocation is to fail.
 bool Fails(const char* function) {
-    if (!t_armed) return false;
-    if (++t_made != t_failing) return false;
-    g_failed = function;
+    CArmed* const armed = Armed();
+    if (armed == nullptr) return false;
+    if (++armed->made != armed->failing && armed->failing != CAllocationWatch::kEach) return false;
+    const char* none = nullptr;
+    g_failed.compare_exchange_strong(none, function);
     return true;
 }
 
@@ -74,7 +98,7 @@ Block Made(Block block) {
 }
 
 void Gone(const void* block) {
-    if (block == nullptr || t_inBook) return;
+    if (block == nullptr || Book().holder == ::GetCurrentThreadId()) return;
     const CInBook held;
     Book().live.erase(block);
 }
@@ -170,25 +194,55 @@ std::size_t CAllocationWatch::Live() const {
 }
 
 void CAllocationWatch::Arm(std::uint64_t failing) {
-    t_made = 0;
-    t_failing = failing;
-    g_failed = "";
-    t_armed = true;
+    g_failed = nullptr;
+    ::TlsSetValue(ArmedSlot(), std::make_unique<CArmed>(CArmed{0, failing}).release());
 }
 
 std::uint64_t CAllocationWatch::Disarm() {
-    t_armed = false;
-    return t_made;
+    const std::unique_ptr<CArmed> armed(Armed());
+    const DWORD lastError = ::GetLastError();
+    ::TlsSetValue(ArmedSlot(), nullptr);
+    ::SetLastError(lastError);
+    return armed != nullptr ? armed->made : 0;
 }
 
 std::string CAllocationWatch::Failed() {
-    return g_failed;
+    const char* const failed = g_failed;
+    return failed != nullptr ? failed : "";
 }
 
 DWORD KernelHandles() {
     DWORD count = 0;
     ::GetProcessHandleCount(::GetCurrentProcess(), &count);
     return count;
+}
+
+namespace {
+
+void ExpectEnd(HANDLE awaited, const std::string& what) {
+    if (::WaitForSingleObject(awaited, kPatience) == WAIT_OBJECT_0) return;
+    std::fprintf(stderr, "does not come back, a lock may be left held: %s\n", what.c_str());
+    ::TerminateProcess(::GetCurrentProcess(), kChildFailed);
+}
+
+struct CWork {
+    void (*work)(void*);
+    void* argument;
+
+    static DWORD WINAPI Do(void* self) {
+        const auto& work = *static_cast<CWork*>(self);
+        work.work(work.argument);
+        return 0;
+    }
+};
+
+}  // namespace
+
+void RunOnFreshThread(const std::string& what, void (*work)(void*), void* argument) {
+    CWork all{work, argument};
+    const HANDLE thread = ::CreateThread(nullptr, 0, &CWork::Do, &all, 0, nullptr);
+    ExpectEnd(thread, what);
+    ::CloseHandle(thread);
 }
 
 COtherThread::COtherThread()
@@ -207,9 +261,7 @@ void COtherThread::RunRaw(const std::string& what, void (*work)(void*), void* ar
     m_work = work;
     m_argument = argument;
     ::SetEvent(m_begin);
-    if (::WaitForSingleObject(m_done, kPatience) == WAIT_OBJECT_0) return;
-    std::fprintf(stderr, "a lock was left held: %s\n", what.c_str());
-    ::TerminateProcess(::GetCurrentProcess(), kChildFailed);
+    ExpectEnd(m_done, what);
 }
 
 DWORD WINAPI COtherThread::Main(void* self) {

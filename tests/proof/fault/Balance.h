@@ -26,9 +26,10 @@ public:
 
     // From now on the calling thread's allocations are counted, and the `failing`-th fails; 0: none.
     void Arm(std::uint64_t failing);
+    static constexpr std::uint64_t kEach = UINT64_MAX;
     // Ends that. Answers how many were made.
     std::uint64_t Disarm();
-    // The function that failed, empty where none did.
+    // The function that failed first, on any thread since the last Arm; empty where none did.
     static std::string Failed();
 
 private:
@@ -37,6 +38,18 @@ private:
 
 // Kernel handles of this process.
 DWORD KernelHandles();
+
+template <class Work>
+void DoWork(void* work) {
+    (*static_cast<Work*>(work))();
+}
+
+// Runs work on a thread of its own, which has never thrown, and waits until that has ended.
+void RunOnFreshThread(const std::string& what, void (*work)(void*), void* argument);
+template <class Work>
+void OnFreshThread(const std::string& what, Work work) {
+    RunOnFreshThread(what, &DoWork<Work>, &work);
+}
 
 // Runs work on one other thread and waits for it. A lock that was left held ends the process with a message, because
 // the thread would wait for ever.
@@ -50,11 +63,7 @@ public:
     // `what` is told where the work does not come back.
     template <class Work>
     void Run(const std::string& what, Work work) {
-        struct CCall {
-            Work& work;
-            static void Do(void* call) { static_cast<CCall*>(call)->work(); }
-        } call{work};
-        RunRaw(what, &CCall::Do, &call);
+        RunRaw(what, &DoWork<Work>, &work);
     }
 
 private:

@@ -189,14 +189,21 @@ bool CFaultTest::TellsMemory() {
 
 std::uint64_t CFaultTest::RunMemoryCase(const CSituation& situation, std::uint64_t number, const CUsual& usual) {
     std::uint64_t made = 0;
-    RunCase(situation, situation.operation + " [" + situation.name + "]", std::to_string(number), false, usual, [&] {
-        ::SetLastError(0);
-        m_memory->Arm(number);
-        const COutcome outcome = situation.act(*m_scene);
-        made = m_memory->Disarm();
-        if (made < number) return outcome.code;
+    const bool isEach = number == CAllocationWatch::kEach;
+    const std::string detail = isEach ? "each" : std::to_string(number);
+    RunCase(situation, situation.operation + " [" + situation.name + "]", detail, false, usual, [&] {
+        COutcome outcome;
+        // A thread that has never thrown needs the most.
+        OnFreshThread(m_key, [&] {
+            ::SetLastError(0);
+            m_memory->Arm(number);
+            outcome = situation.act(*m_scene);
+            made = m_memory->Disarm();
+        });
+        if (CAllocationWatch::Failed().empty()) return outcome.code;
         if (!outcome.broken.empty()) Complain(CAllocationWatch::Failed() + ": " + outcome.broken);
-        const bool shouldTell = outcome.code == ERROR_NOT_ENOUGH_MEMORY && Logger().level == 1 &&
+        // A line needs memory, too.
+        const bool shouldTell = !isEach && outcome.code == ERROR_NOT_ENOUGH_MEMORY && Logger().level == 1 &&
                                 TellsOfMemory(situation.operation, CAllocationWatch::Failed());
         if (shouldTell && !TellsMemory()) {
             Complain(CAllocationWatch::Failed() + ": no line tells of it");
@@ -217,6 +224,7 @@ void CFaultTest::RunMemorySituation(const CSituation& situation, std::int32_t le
     const CUsual usual = Usual(situation, calls);
     for (std::uint64_t number = 1; RunMemoryCase(situation, number, usual) >= number; ++number) {
     }
+    RunMemoryCase(situation, CAllocationWatch::kEach, usual);
 }
 
 void CFaultTest::RunMemoryFaults(const CSituations& situations) {

@@ -25,8 +25,8 @@ protected:
 
     // Each storage call of each situation with each fault. Prints how many cases there were.
     void RunStorageFaults(const CSituations& situations);
-    // Each allocation of each situation failing, once with the log at its lowest level, where each is the operation's
-    // own, and once with all lines on.
+    // Each allocation of each situation failing alone, then all of them, on a thread that has never thrown: with the
+    // log at its lowest level, where each is the operation's own, and with all lines on.
     void RunMemoryFaults(const CSituations& situations);
 
     CAllocationWatch& Memory() { return *m_memory; }
