@@ -6,7 +6,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "files/WordInfo.h"
 #include "text/Conversion.h"
@@ -73,7 +72,7 @@ private:
     // A part of the handles. Between two of them is a cache line that nobody uses.
     struct CShard {
         CRankedLock<ELockRank::kTable> lock;
-        std::unordered_map<Handle, CWordRef> handles;
+        std::map<Handle, CWordRef> handles;
         std::byte apart[64];
     };
     CShard& ShardOf(Handle handle) noexcept;

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "log/Clock.h"
 #include "log/LogInitialise.h"
 #include "log/LogWriter.h"
 #include "log/Suppressor.h"
@@ -36,17 +37,9 @@ CLogger* CurrentLogger() noexcept {
     return ProcessState().m_logger.load(std::memory_order_acquire);
 }
 
-// The log, if a line of that level passes; else null. The stop record is no line.
-CLogger* LoggerFor(std::int32_t level) noexcept {
-    CLogger* const logger = CurrentLogger();
-    if (logger == nullptr || level > EffectiveLevel(*logger)) return nullptr;
-    return level == static_cast<std::int32_t>(kLogStop) ? nullptr : logger;
-}
-
 LogRecord MakeRecord(const CLogger& logger, std::int32_t level, std::string&& text) noexcept {
     const DWORD threadId = ::GetCurrentThreadId();
-    LogRecord record{static_cast<std::uint32_t>(level), std::move(text), ::_time64(nullptr), threadId,
-                     logger.currentProcess};
+    LogRecord record{static_cast<std::uint32_t>(level), std::move(text), SecondsNow(), threadId, logger.currentProcess};
     const auto attributed = logger.threadAttribution.find(threadId);
     if (attributed != logger.threadAttribution.end()) {
         record.threadId = attributed->second.reportedThreadId;
@@ -80,12 +73,8 @@ void AdoptLogger(CLogger* logger) noexcept {
     if (logger != nullptr) ProcessState().m_logger.compare_exchange_strong(none, logger, std::memory_order_acq_rel);
 }
 
-bool IsLogged(std::int32_t level) noexcept {
-    return LoggerFor(level) != nullptr;
-}
-
-void LogLine(std::int32_t level, const char* format, ...) noexcept {
-    CLogger* const logger = LoggerFor(level);
+void WriteLine(std::int32_t level, const char* format, ...) noexcept {
+    CLogger* const logger = CurrentLogger();
     if (logger == nullptr || format == nullptr) return;
     const CKeptErrors kept;
     va_list arguments;
@@ -98,14 +87,14 @@ void LogLine(std::int32_t level, const char* format, ...) noexcept {
     va_end(arguments);
 }
 
-void LogText(std::int32_t level, const char* text) noexcept {
-    CLogger* const logger = LoggerFor(level);
+void WriteText(std::int32_t level, const char* text) noexcept {
+    CLogger* const logger = CurrentLogger();
     if (logger == nullptr || text == nullptr) return;
     const CKeptErrors kept;
     try {
         Submit(*logger, level, std::string(text));
     } catch (...) {
-        // As in LogLine.
+        // As in WriteLine.
     }
 }
 

@@ -11,9 +11,12 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 
+#include "log/LogInitialise.h"
 #include "Logger.h"
+#include "protocol/ProcessState.h"
 #include "text/Format.h"
 
 namespace zd {
@@ -21,12 +24,36 @@ namespace zd {
 // Makes `logger` the process's log unless one is set or it is null.
 void AdoptLogger(CLogger* logger) noexcept;
 
-// Whether a line of that level would be written.
-bool IsLogged(std::int32_t level) noexcept;
+// Whether a line of that level would be written. In each operation several times, so it is but two loads.
+inline bool IsLogged(std::int32_t level) noexcept {
+    CLogger* const logger = ProcessState().m_logger.load(std::memory_order_acquire);
+    if (logger == nullptr) return false;
+    const std::int32_t stored = std::atomic_ref<std::int32_t>(logger->level).load(std::memory_order_relaxed);
+    // A level below 1 has to be put right. The stop record is no line.
+    return level <= (stored >= 1 ? stored : EffectiveLevel(*logger)) && level != static_cast<std::int32_t>(kLogStop);
+}
 
-// Logs formatted text / finished text, which ends with "\n". Null text is ignored.
-ZD_FORMAT(2, 3) void LogLine(std::int32_t level, const char* format, ...) noexcept;
-void LogText(std::int32_t level, const char* text) noexcept;
+// Logs formatted text / finished text, which ends with "\n". Null text is ignored. For levels that pass already.
+void WriteLine(std::int32_t level, const char* format, ...) noexcept;  // the arguments are checked in LogLine
+void WriteText(std::int32_t level, const char* text) noexcept;
+
+// The same for any level.
+#if defined(__GNUC__) && !defined(__clang__)
+// The check stands in the caller, so that a line that does not pass costs no call; so do the arguments' checks.
+ZD_FORMAT(2, 3)
+extern inline __attribute__((gnu_inline, always_inline, artificial)) void LogLine(std::int32_t level,
+                                                                                  const char* format, ...) noexcept {
+    if (IsLogged(level)) WriteLine(level, format, __builtin_va_arg_pack());
+}
+#else
+template <class... Arguments>
+void LogLine(std::int32_t level, const char* format, Arguments... arguments) noexcept {
+    if (IsLogged(level)) WriteLine(level, format, arguments...);
+}
+#endif
+inline void LogText(std::int32_t level, const char* text) noexcept {
+    if (IsLogged(level)) WriteText(level, text);
+}
 
 // The level in force; 1 while no log is set.
 std::int32_t GetLogLevel() noexcept;

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <utility>
 
+#include "log/Clock.h"
 #include "protocol/RegistryKey.h"
 #include "text/Format.h"
 
@@ -107,7 +108,7 @@ bool OpenLogFile(CLogger& logger) noexcept {
     const std::atomic_ref<bool> fileActive(logger.fileActive);
     fileActive.store(false, std::memory_order_relaxed);
 
-    const time_t now = ::_time64(nullptr);
+    const time_t now = SecondsNow();
     tm local{};
     if (::_localtime64_s(&local, &now) != 0) return false;
     char baseName[64];

@@ -64,13 +64,28 @@ bool ChangeFileWhenFull(CLogger& logger) noexcept {
     return BeginLogFile(logger);
 }
 
-// The file line's first column, with the blank behind it.
-bool FormatTime(time_t time, char (&text)[kTimeSize]) noexcept {
-    tm local{};
-    if (::_localtime64_s(&local, &time) != 0) return false;
-    return FormatBuffer(text, sizeof text, "%04d/%02d/%02d %02d:%02d:%02d ", local.tm_year + 1900, local.tm_mon + 1,
-                        local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec) >= 0;
-}
+// The file line's first column, with the blank behind it. Lines come in bursts, so it is kept for the second.
+class CTimeColumn {
+public:
+    // Null where the runtime cannot tell the local time.
+    const char* Of(time_t time) noexcept {
+        if (m_text[0] != '\0' && time == m_time) return m_text;
+        m_text[0] = '\0';
+        tm local{};
+        if (::_localtime64_s(&local, &time) != 0) return nullptr;
+        if (FormatBuffer(m_text, sizeof m_text, "%04d/%02d/%02d %02d:%02d:%02d ", local.tm_year + 1900,
+                         local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec) < 0) {
+            m_text[0] = '\0';
+            return nullptr;
+        }
+        m_time = time;
+        return m_text;
+    }
+
+private:
+    time_t m_time = 0;
+    char m_text[kTimeSize] = {};
+};
 
 void WriteToDebugger(const LogRecord& record) noexcept {
     char text[kDebuggerSize];
@@ -92,11 +107,12 @@ bool WriteToFile(CLogger& logger, const LogRecord& record, const char* time) noe
 
 // Puts a record out. A failure skips the outputs that are left and shows in the thread's last error, which is clear
 // before each step that can fail. It is no exception, because unwinding changes the last error.
-bool WriteRecord(CLogger& logger, const LogRecord& record) noexcept {
+bool WriteRecord(CLogger& logger, const LogRecord& record, CTimeColumn& times) noexcept {
     ReportToEventLog(logger, record);
     ::SetLastError(ERROR_SUCCESS);
-    char time[kTimeSize];
-    if (!ChangeFileWhenFull(logger) || !FormatTime(record.created, time)) return false;
+    if (!ChangeFileWhenFull(logger)) return false;
+    const char* const time = times.Of(record.created);
+    if (time == nullptr) return false;
     WriteToDebugger(record);
     ::SetLastError(ERROR_SUCCESS);
     return WriteToFile(logger, record, time);
@@ -145,7 +161,7 @@ private:
                 return false;
             }
             // An error of the system is likely to stay, so the writer ends with it.
-            if (!WriteRecord(m_logger, m_record) && m_failure == ERROR_SUCCESS) m_failure = ::GetLastError();
+            if (!WriteRecord(m_logger, m_record, m_times) && m_failure == ERROR_SUCCESS) m_failure = ::GetLastError();
         } while (TakeNext());
         return m_failure == ERROR_SUCCESS;
     }
@@ -173,6 +189,7 @@ private:
 
     CLogger& m_logger;
     LogRecord m_record{};
+    CTimeColumn m_times;
     DWORD m_failure = ERROR_SUCCESS;
 };
 
@@ -202,8 +219,10 @@ bool StartWriter(CLogger& logger, const CAutoCriticalSection& /*held*/) noexcept
 void Enqueue(CLogger& logger, LogRecord&& record) {
     const CAutoCriticalSection lock(logger.lock);
     if (HasEnded(logger, lock)) return;
+    // Woken for the line before, the writer goes on until the queue is empty.
+    const bool isWoken = !logger.queue.empty();
     logger.queue.push_back(std::move(record));
-    ::SetEvent(logger.wakeEvent);
+    if (!isWoken) ::SetEvent(logger.wakeEvent);
 }
 
 void EnqueueCopy(void* context, const LogRecord& record) {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "log/Clock.h"
 #include "log/LogInitialise.h"
 #include "protocol/ProcessState.h"
 #include "protocol/RegistryKey.h"
@@ -37,10 +38,10 @@ void WriteSummary(LogSuppressor& suppressor) {
     char text[128];
     FormatBuffer(text, sizeof text, "The previous %d messages have repeated %d times\n",
                  static_cast<int>(suppressor.recent.size()), suppressor.recent.front().count);
-    const LogRecord record{static_cast<std::uint32_t>(kLogNotice), text, ::_time64(nullptr), ::GetCurrentThreadId(),
+    const LogRecord record{static_cast<std::uint32_t>(kLogNotice), text, SecondsNow(), ::GetCurrentThreadId(),
                            suppressor.process};
     if (suppressor.sink != nullptr) suppressor.sink(suppressor.sinkContext, record);
-    suppressor.lastSummary = ::_time64(nullptr);
+    suppressor.lastSummary = SecondsNow();
 }
 
 // Whatever the summary comes to, the list does not outlive it.
@@ -109,14 +110,14 @@ void ReadSettings(CLogger& logger, time_t now) noexcept {
 }
 
 void Refresh(CLogger& logger) {
-    const time_t now = ::_time64(nullptr);
+    const time_t now = SecondsNow();
     const DWORD interval = logger.settingsUpdateInterval != 0 ? logger.settingsUpdateInterval : kDefaultInterval;
     if (now - logger.settingsLastRead > static_cast<time_t>(interval)) ReadSettings(logger, now);
     LogSuppressor& suppressor = logger.suppressor;
     if (EffectiveLevel(logger) > kHighestSuppressed) {
         std::atomic_ref<bool>(suppressor.enabled).store(false, std::memory_order_relaxed);
     }
-    const auto sinceSummary = static_cast<double>(::_time64(nullptr) - suppressor.lastSummary);
+    const auto sinceSummary = static_cast<double>(SecondsNow() - suppressor.lastSummary);
     if (sinceSummary > suppressor.timeLimit) TellAndForget(suppressor);
 }
 
@@ -128,7 +129,7 @@ bool IsSuppressing(CLogger& logger) noexcept {
 
 void AddLine(CLogger& logger, LogRecord&& record, const CAutoCriticalSection&) {
     LogSuppressor& suppressor = logger.suppressor;
-    const time_t now = ::_time64(nullptr);
+    const time_t now = SecondsNow();
     std::int32_t count = 0;
     const bool wasEmpty = suppressor.recent.empty();
     if (!FindRepeated(suppressor, record, now, count)) {

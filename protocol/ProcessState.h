@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <new>
 #include <set>
 #include <string>
 #include <vector>
@@ -74,8 +75,13 @@ struct CProcessState {
     std::atomic<std::uint16_t> m_highestValidNameChar{0};                 // 0: no rule
 };
 
+// Static storage without a static destructor, which would run at the end of the process too.
+alignas(CProcessState) extern std::byte g_processStateStorage[sizeof(CProcessState)];
+
 // The state of this process.
-CProcessState& ProcessState() noexcept;
+inline CProcessState& ProcessState() noexcept {
+    return *std::launder(reinterpret_cast<CProcessState*>(g_processStateStorage));
+}
 
 // For the library's entry point only.
 void CreateProcessState();

@@ -1,5 +1,7 @@
 #include "LogFixture.h"
 
+#include "harness/FileTime.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <sstream>
@@ -46,10 +48,8 @@ void CLogTest::LogToSandbox() {
 
 void CLogTest::SetClock(std::function<time_t()> clock) {
     m_clock = std::move(clock);
-    Replace<time_t(time_t*)>("_time64", [this](auto /*original*/, time_t* result) {
-        const time_t now = m_clock();
-        if (result != nullptr) *result = now;
-        return now;
+    Replace<void __stdcall(FILETIME*)>("GetSystemTimeAsFileTime", [this](auto /*original*/, FILETIME* result) {
+        *result = FileTimeOfSeconds(m_clock());
     });
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ClosurePatches.h"
+#include "harness/FileTime.h"
 #include "harness/PluginFixture.h"
 
 namespace zd::test {
@@ -22,10 +23,9 @@ protected:
     void SetUp() override {
         CDoubleTest::SetUp();
         m_patches = std::make_unique<CClosurePatches>(Plugin());
-        m_patches->Replace<time_t(time_t*)>("_time64", [this](auto /*original*/, time_t* result) {
-            if (result != nullptr) *result = m_now;
-            return m_now;
-        });
+        m_patches->Replace<void __stdcall(FILETIME*)>(
+            "GetSystemTimeAsFileTime",
+            [this](auto /*original*/, FILETIME* result) { *result = FileTimeOfSeconds(m_now); });
         SetSetting(L"DebugLevel", kLogWarning);
     }
 
