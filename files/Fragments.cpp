@@ -27,7 +27,9 @@ std::int64_t CProtocolManager::DiscoverFragments(WORDInfo& word, bool truncate, 
     const CAutoCriticalSection held(word.Lock());
     word.SetSize(firstSize, 0, false);
     word.SetLastUse(0, NextUse());
-    CFragmentPaths paths(TranslateFragment(word, 0));
+    // A rename through another handle must not take the fragments away half-way.
+    const CAutoCriticalSection used(word.FileInfo().UseLock());
+    CFragmentPaths paths(TranslateFragment(word, 1));
     for (std::int32_t n = 1; n < std::numeric_limits<std::int32_t>::max(); ++n) {
         const char* const path = paths.Of(n);
         ZdvfsStatRecord record{};

@@ -59,12 +59,23 @@ CWordRef WORDCollection::Take(Handle handle) {
 }
 
 CWordRef WORDCollection::TakeFirst() {
-    for (CShard& shard : m_shards) {
-        const CAutoCriticalSection held(shard.lock);
-        if (shard.handles.empty()) continue;
-        return std::move(shard.handles.extract(shard.handles.begin()).mapped());
+    for (;;) {
+        Handle first = 0;
+        for (CShard& shard : m_shards) {
+            const CAutoCriticalSection held(shard.lock);
+            if (shard.handles.empty()) continue;
+            const Handle handle = shard.handles.begin()->first;
+            if (first == 0 || handle < first) first = handle;
+        }
+        if (first == 0) return {};
+        // Somebody else may have released it by now.
+        if (CWordRef word = Take(first)) return word;
     }
-    return {};
+}
+
+void WORDCollection::ForgetPaths() noexcept {
+    const CAutoCriticalSection held(m_namesLock);
+    for (const auto& [key, info] : m_names) info->ForgetPath();
 }
 
 CRef<CFileInfo> WORDCollection::TakeEntry(CFileInfo& info) noexcept {
@@ -88,7 +99,7 @@ DWORD WORDCollection::Rename(CFileInfo& info, CNewName& newName) noexcept {
     CRef<CFileInfo> displaced;
     const CAutoCriticalSection held(m_namesLock);
     const CWideString oldName = info.Name();
-    info.SetName(newName.name);
+    info.SetName(newName.name, std::move(newName.path));
     info.MarkReached();
     const auto found = m_names.find(oldName.c_str());
     if (found == m_names.end() || found->second.Get() != &info) return ERROR_NOT_FOUND;

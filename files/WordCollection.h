@@ -43,13 +43,19 @@ public:
     // The same, and the handle leaves the table.
     CWordRef Take(Handle handle);
 
-    // Takes the first handle of the table; null when it is empty.
+    // Takes the first handle of the table, by its value; null when it is empty. For a connection that ends: handles
+    // that come meanwhile may be missed.
     CWordRef TakeFirst();
+
+    // Has all names translated anew: the root that stands in front of them has changed.
+    void ForgetPaths() noexcept;
 
     // A new name with all the memory that entering it takes.
     struct CNewName {
-        explicit CNewName(const wchar_t* newName) : name(newName), key(newName) {}
+        CNewName(const wchar_t* newName, CUtf8String storagePath)
+            : name(newName), path(std::move(storagePath)), key(newName) {}
         CWideString name;
+        CUtf8String path;
         std::wstring key;
     };
 

@@ -14,8 +14,8 @@ CWideString CFileInfo::Name() const {
     return m_names.name;
 }
 
-void CFileInfo::SetName(CWideString name) {
-    CNames names{std::move(name), CUtf8String()};
+void CFileInfo::SetName(CWideString name, CUtf8String path) {
+    CNames names{std::move(name), std::move(path)};
     const CAutoCriticalSection held(m_nameLock);
     std::swap(m_names, names);
 }
@@ -31,6 +31,12 @@ void CFileInfo::RememberPath(const CNames& names) {
     if (m_names.name.c_str() == names.name.c_str()) m_names.path = names.path;
 }
 
+void CFileInfo::ForgetPath() noexcept {
+    CUtf8String forgotten;
+    const CAutoCriticalSection held(m_nameLock);
+    std::swap(m_names.path, forgotten);
+}
+
 void CFileInfo::RemoveOpen() noexcept {
     if (m_openCount.fetch_sub(1, std::memory_order_acq_rel) == 1 && m_released != nullptr) m_released(*this, m_owner);
 }
@@ -44,6 +50,9 @@ CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number) {
     if (number <= 0) return path;
     return CUtf8String(path.view(), ";F" + std::to_string(number));
 }
+
+CFragmentPaths::CFragmentPaths(const CUtf8String& first)
+    : m_path(first.view().substr(0, first.view().rfind(';'))), m_length(m_path.size()) {}
 
 const char* CFragmentPaths::Of(std::int32_t number) {
     m_path.resize(m_length);

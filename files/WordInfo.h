@@ -34,7 +34,7 @@ public:
 
     // The name as the host gave it. A rename replaces it while other handles read it, so it has a lock of its own.
     CWideString Name() const;
-    void SetName(CWideString name);
+    void SetName(CWideString name, CUtf8String path);
 
     // The name and its storage path, which is empty until it is remembered.
     struct CNames {
@@ -43,6 +43,7 @@ public:
     };
     CNames Names() const;
     void RememberPath(const CNames& names);
+    void ForgetPath() noexcept;
 
     // Held while an object is reached by the name, and while a rename changes object and name together: a fragment
     // opened between the two would come up empty under the old name.
@@ -91,7 +92,8 @@ CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number);
 // The same for one fragment after another, in one buffer.
 class CFragmentPaths {
 public:
-    explicit CFragmentPaths(const CUtf8String& path) : m_path(path.view()), m_length(m_path.size()) {}
+    // `first`: the storage path of fragment 1, which names the others.
+    explicit CFragmentPaths(const CUtf8String& first);
 
     // Valid until the next call.
     const char* Of(std::int32_t number);

@@ -142,8 +142,8 @@ DWORD CProtocolManager::ZdRenameFile(Handle handle, const wchar_t* newName, DWOR
         word->RequireName();
         const CWideString target(word->m_isDir ? std::wstring_view(newName) : WithoutTrailingSeparators(newName));
         // The handle must follow a rename that has been done, so nothing may fail behind it.
-        WORDCollection::CNewName prepared(target.c_str());
         CRenamePlan plan(*this, *word, target);
+        WORDCollection::CNewName prepared(target.c_str(), plan.NewPath());
         if (IsSamePath(plan.OldPath(), plan.NewPath())) return;
         CheckParts(*this, plan, target, word->m_isDir, replaces);
         // Nothing can move below itself, so nothing is removed for it.

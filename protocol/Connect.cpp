@@ -32,7 +32,8 @@ std::wstring Field(const wchar_t (&field)[kWidth]) {
 }
 
 char* DuplicateUtf8(const std::wstring& text) {
-    return text.empty() ? nullptr : DuplicateText(WideToUtf8(text).c_str());
+    if (text.empty()) return nullptr;
+    return DuplicateText(WideToUtf8(text).c_str());
 }
 
 bool IsDots(const char* name) noexcept {
@@ -175,6 +176,7 @@ void CProtocolManager::Connect(std::wstring pool, const ConnectParameters& param
     CheckZdvfs(::ZdvfsMountV1(kVersion, &m_mountBlock, sizeof m_mountBlock));
     m_isMounted = true;
     m_rootName = CWideString(pool.c_str());
+    m_words.ForgetPaths();
     m_vfsRootPath = CUtf8String(m_mountBlock.poolName);
     ZdvfsVolumeRecord volume{};
     CheckZdvfs(::ZdvfsStatvfs(m_vfsRootPath.c_str(), &volume));

@@ -73,6 +73,8 @@ CUtf8String CProtocolManager::Translate(const wchar_t* name) const {
 CUtf8String CProtocolManager::TranslateFragment(const WORDInfo& word, std::int32_t fragment) const {
     CFileInfo::CNames names = word.FileInfo().Names();
     if (names.path.empty()) {
+        // A suffix may make room for a name that does not fit by itself.
+        if (fragment > 0) return Translate(FragmentName(names.name, fragment).c_str());
         names.path = Translate(names.name.c_str());
         word.FileInfo().RememberPath(names);
     }
