@@ -21,15 +21,21 @@ CWordRef WORDCollection::Register(const COpened& opened) {
     made.emplace(opened.name,
                  CRef<CFileInfo>(new CFileInfo(CWideString(opened.name), opened.path, *this, &OnReleased)));
     auto entry = made.extract(made.begin());
-    CWordRef word;
+    CRef<CFileInfo> info;
     {
         const CAutoCriticalSection held(m_namesLock);
         const auto place = m_names.lower_bound(entry.key());
         const bool isKnown = place != m_names.end() && !m_names.key_comp()(entry.key(), place->first);
-        word =
-            CWordRef(new WORDInfo(isKnown ? place->second : entry.mapped(), opened.isDirectory, opened.fragmentSize));
+        info = isKnown ? place->second : entry.mapped();
         if (!isKnown) m_names.insert(place, std::move(entry));
+        // Until the record counts for itself.
+        info->AddOpen();
     }
+    struct CClosing {
+        CFileInfo& info;
+        ~CClosing() { info.RemoveOpen(); }
+    } const closing{*info};
+    CWordRef word(new WORDInfo(info, opened.isDirectory, opened.fragmentSize));
     word->m_OpenFlags = opened.flags & ~kOpeningFlags;
     word->m_segmentSize = opened.segmentSize;
     CShard& shard = ShardOf(word->Value());

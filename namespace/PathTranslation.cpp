@@ -48,8 +48,12 @@ CWideString ResolveDots(const CWideString& name) {
 }  // namespace
 
 CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name) {
-    const CWideString joined(rootPrefix.view(), name == nullptr ? std::wstring_view() : std::wstring_view(name));
-    std::wstring path(joined.view());
+    const std::wstring_view root = rootPrefix.view();
+    const std::wstring_view given = name == nullptr ? std::wstring_view() : std::wstring_view(name);
+    CWideString::CheckLength(root.size() + given.size());
+    std::wstring path;
+    path.reserve(root.size() + given.size());
+    path.append(root).append(given);
     std::replace(path.begin(), path.end(), L'\\', L'/');
     // Two bytes a unit, terminator included: a longer name is refused rather than stored.
     std::string utf8(path.size() * 2, '\0');

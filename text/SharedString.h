@@ -47,15 +47,16 @@ public:
     bool empty() const noexcept { return size() == 0; }
     View view() const noexcept { return m_text ? View(*m_text) : View(); }
 
-private:
-    static constexpr Char kEmpty[1] = {};
-
     // Lengths are kept within the signed 32-bit range, in which the callers of the system compute.
     static void CheckLength(std::size_t length) {
         if (length > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
             throw CStringFailure(E_INVALIDARG);
         }
     }
+
+private:
+    static constexpr Char kEmpty[1] = {};
+
     static std::basic_string<Char>& CheckLength(std::basic_string<Char>& text) {
         CheckLength(text.size());
         return text;
