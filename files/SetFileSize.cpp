@@ -18,12 +18,13 @@ void Truncate(WORDInfo& word, std::int32_t index, const COpenedFragment& opened,
     word.SetSize(size, index, false);
 }
 
+// `current` is less than `size`.
 void Grow(CProtocolManager& manager, WORDInfo& word, std::int64_t current, std::int64_t size,
           const CAutoCriticalSection& held) {
     const std::int64_t fragmentSize = word.m_fragmentSize;
     const auto last = static_cast<std::int32_t>(LastIndex(size, fragmentSize));
     auto index = static_cast<std::int32_t>(LastIndex(current, fragmentSize));
-    while (current < size) {
+    for (;; ++index) {
         bool added = false;
         const COpenedFragment opened = index == word.FragmentCount() ? manager.OpenForWriting(word, index, held, added)
                                                                      : manager.GetFragmentFileHandle(word, index, held);
@@ -32,8 +33,6 @@ void Grow(CProtocolManager& manager, WORDInfo& word, std::int64_t current, std::
             return;
         }
         Truncate(word, index, opened, fragmentSize);
-        ++index;
-        current = index * fragmentSize;
     }
 }
 

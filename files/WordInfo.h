@@ -74,10 +74,10 @@ private:
 
 // One fragment of an open file.
 struct CFragment {
-    std::int32_t number;      // 0 for the file itself
-    std::int64_t descriptor;  // -1: not open
-    std::int64_t size;        // bytes, as last known
-    std::int64_t lastUse;     // stamp of the use clock, -1: never
+    std::int32_t number = 0;       // 0 for the file itself
+    std::int64_t descriptor = -1;  // -1: not open
+    std::int64_t size = 0;         // bytes, as last known
+    std::int64_t lastUse = -1;     // stamp of the use clock, -1: never
     // While it is open, its neighbours among the open fragments in the order of their use; -1: none.
     std::int32_t older = -1;
     std::int32_t newer = -1;

@@ -132,7 +132,8 @@ DWORD ReadAgentType() noexcept {
 std::optional<std::wstring> FindConfigurationFile(DWORD agentType, const std::wstring& pool) {
     const CVendorTree& tree = VendorTree(OnlyFormerMakerTree());
     const bool inPoolList = agentType >= kFirstPoolAgent && agentType <= kLastPoolAgent;
-    const std::wstring path = inPoolList ? std::wstring(tree.spaList) + L"\\" + pool : std::wstring(tree.agent);
+    std::wstring path(inPoolList ? tree.spaList : tree.agent);
+    if (inPoolList) path.append(L"\\").append(pool);
     CRegistryKey key;
     if (key.Open(path.c_str(), KEY_READ) != ERROR_SUCCESS) return std::nullopt;
     return ReadText(key.Get(), kConfigFilePath);

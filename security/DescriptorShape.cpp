@@ -1,6 +1,7 @@
 // What the system's functions believe of a descriptor without looking: that its offsets and lengths lead to memory that
 // is there, and of a text, that it is one.
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -12,15 +13,17 @@ namespace {
 constexpr std::string_view kDigits = "0123456789";
 constexpr std::string_view kHexDigits = "0123456789abcdefABCDEF";
 
-bool IsReadable(const BYTE* at, std::size_t bytes) noexcept {
+// In numbers: the compiler takes it that a pointer's sum never wraps, and would leave the test for that out.
+bool IsReadable(const BYTE* first, std::size_t bytes) noexcept {
     constexpr DWORD kOutOfReach = PAGE_NOACCESS | PAGE_GUARD | PAGE_EXECUTE;
-    const BYTE* const end = at + bytes;
+    auto at = reinterpret_cast<std::uintptr_t>(first);
+    const std::uintptr_t end = at + bytes;
     if (end < at) return false;
     while (at < end) {
         MEMORY_BASIC_INFORMATION region;
-        if (::VirtualQuery(at, &region, sizeof region) == 0) return false;
+        if (::VirtualQuery(reinterpret_cast<const void*>(at), &region, sizeof region) == 0) return false;
         if (region.State != MEM_COMMIT || (region.Protect & kOutOfReach) != 0) return false;
-        at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
+        at = reinterpret_cast<std::uintptr_t>(region.BaseAddress) + region.RegionSize;
     }
     return true;
 }

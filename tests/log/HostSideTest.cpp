@@ -75,5 +75,55 @@ TEST_F(LogHostSide, SecondStopIsDoneAtOnce) {
     EXPECT_TRUE(Logger().Stop(0));
 }
 
+TEST_F(LogHostSide, RecordWithoutAProcessIsShownAsTheHostsOwn) {
+    LogToSandbox();
+    Start();
+    Say(1, "brings the log up\n");
+    ASSERT_TRUE(WaitForEmptyQueue());
+    ::EnterCriticalSection(&Logger().lock);
+    Logger().queue.push_back(LogRecord{1, "bare\n", ::_time64(nullptr), 77, nullptr});
+    ::LeaveCriticalSection(&Logger().lock);
+    ::SetEvent(Logger().wakeEvent);
+    Finish();
+    EXPECT_NE(LogBytes().find("(" + std::to_string(::GetCurrentProcessId()) + ":" + OwnImageName() + ", 77) - bare"),
+              std::string::npos);
+}
+
+// ---- A host that writes the log itself ----
+
+DWORD WINAPI WaitForEvent(void* event) {
+    return ::WaitForSingleObject(event, INFINITE);
+}
+
+TEST_F(LogHostSide, HostsOwnWriterGetsTheLinesUntilItEnds) {
+    const HANDLE stop = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE writer = ::CreateThread(nullptr, 0, &WaitForEvent, stop, 0, &Logger().writerThreadId);
+    ASSERT_NE(nullptr, writer);
+    Logger().wakeEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    Logger().writerThread = writer;
+    Start();
+    Say(1, "for the host's writer\n");
+    EXPECT_EQ(Logger().writerThread, writer) << "no second one is started";
+    EXPECT_EQ(::WaitForSingleObject(Logger().wakeEvent, 0), WAIT_OBJECT_0);
+    ASSERT_EQ(Logger().queue.size(), 1u);
+    EXPECT_EQ(Logger().queue.front().text, "for the host's writer\n");
+    ::SetEvent(stop);
+    ASSERT_EQ(::WaitForSingleObject(writer, 20000), WAIT_OBJECT_0);
+    Say(1, "for nobody\n");
+    EXPECT_EQ(Logger().queue.size(), 1u);
+    Logger().queue.clear();
+    ::CloseHandle(stop);
+}
+
+TEST_F(LogHostSide, LogThatAHostBroughtUpWithoutAWriterTakesNoLines) {
+    ::InitializeCriticalSection(&Logger().lock);
+    Logger().lockInitialised = true;
+    Logger().initialised = true;
+    Start();
+    Say(1, "for nobody\n");
+    EXPECT_TRUE(Logger().queue.empty());
+    EXPECT_EQ(Logger().writerThread, nullptr);
+}
+
 }  // namespace
 }  // namespace zd::test

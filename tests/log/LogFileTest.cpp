@@ -329,6 +329,25 @@ TEST_F(LogFile, OneByteBelowTheLimitStaysInTheFile) {
     EXPECT_NE(second.find("next file"), std::string::npos);
 }
 
+TEST_F(LogFile, NewFileThatCannotBeNamedCostsTheLineThatWantedIt) {
+    LogToSandbox();
+    const DWORD caller = ::GetCurrentThreadId();
+    std::atomic<bool> refuse = false;
+    SetClock([&]() -> time_t { return refuse && ::GetCurrentThreadId() != caller ? -5 : kThen; });
+    Start();
+    Say(1, "before\n");
+    ASSERT_TRUE(WaitForEmptyQueue());
+    refuse = true;
+    Logger().bytesWritten = kFull;
+    Say(1, "lost\n");
+    Say(1, "later\n");
+    Finish();
+    EXPECT_EQ(LoggedTexts(), Texts{"before"});
+    EXPECT_EQ(DebuggedLines(), (Texts{"before\n", "later\n"}));
+    EXPECT_EQ(Events().size(), 3u);
+    EXPECT_FALSE(Logger().fileActive);
+}
+
 TEST_F(LogFile, NewFileThatCannotBeOpenedLeavesTheOtherOutputs) {
     LogToSandbox();
     std::atomic<bool> refuse = false;

@@ -253,6 +253,30 @@ TEST_F(LogWriter, FailedWriteWithAWindowsErrorEndsTheWriterAfterTheBatch) {
     ::CloseHandle(gate);
 }
 
+TEST_F(LogWriter, FirstWindowsErrorOfABatchIsTheWritersCode) {
+    LogToSandbox();
+    const HANDLE gate = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::atomic<int> calls = 0;
+    Replace<PrintFunction>("__stdio_common_vfprintf", [&](auto original, unsigned __int64 options, FILE* file,
+                                                          const char* format, _locale_t locale, va_list arguments) {
+        ::WaitForSingleObject(gate, INFINITE);
+        const int call = ++calls;
+        if (call > 2) return original(options, file, format, locale, arguments);
+        ::SetLastError(call == 1 ? ERROR_DISK_FULL : ERROR_WRITE_PROTECT);
+        return -1;
+    });
+    Start();
+    for (const char* const text : {"lost\n", "lost too\n", "written\n"}) Say(1, text);
+    ::SetEvent(gate);
+    ASSERT_EQ(::WaitForSingleObject(Logger().writerThread, 20000), WAIT_OBJECT_0);
+    DWORD code = 0;
+    ::GetExitCodeThread(Logger().writerThread, &code);
+    EXPECT_EQ(code, static_cast<DWORD>(ERROR_DISK_FULL));
+    EXPECT_EQ(LoggedTexts(), Texts{"written"});
+    Finish();
+    ::CloseHandle(gate);
+}
+
 TEST_F(LogWriter, WindowsErrorLeftByAnEarlierSuccessfulOutputDoesNotEndTheWriter) {
     LogToSandbox();
     Replace<decltype(::OutputDebugStringA)>("OutputDebugStringA", [](auto original, const char* text) {

@@ -117,6 +117,11 @@ TEST_F(CControlPathTest, SeparatorsInARowStandForOneBetweenLevels) {
                  Listed("/pool/a/b/"), kClosed, Missing("/pool/a//b/.refresh_all"));
 }
 
+TEST_F(CControlPathTest, SeparatorsInARowAtTheEndAreNoLevel) {
+    EXPECT_EQ(1U, m_manager->ZdControlPath(L"\\\\.zdvfs\\pool\\a\\\\\\"));
+    EXPECT_CALLS(Found("/pool/a/.refresh"), Listed("/pool/a/"), kClosed, Missing("/pool/a///.refresh_all"));
+}
+
 TEST_F(CControlPathTest, NamesBeyondAsciiAreConverted) {
     Double().MakeFile("pool/\xc3\xa4\xe5\x9c\x9c/.refresh");
     Double().MakeFile("pool/\xc3\xa4\xe5\x9c\x9c/\xf0\x9f\x98\x80/.refresh");

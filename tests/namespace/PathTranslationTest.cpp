@@ -58,12 +58,25 @@ TEST(PathTranslation, NameThatNeedsMoreThanTwoBytesAUnitFailsWithTwo) {
 
 // Of n units, 2n bytes are there for text and terminator.
 TEST(PathTranslation, BoundCountsTheTerminatorAndThePrefix) {
+    EXPECT_EQ("code 2", Translated(L"", L""));
+    EXPECT_EQ("code 2", Translated(L"", nullptr));
     EXPECT_EQ("code 2", Translated(L"", L"\u00e4"));
     EXPECT_EQ("a\xc3\xa4", Translated(L"", L"a\u00e4"));
     EXPECT_EQ("code 2", Translated(L"", L"\u4e00"));
     EXPECT_EQ("code 2", Translated(L"a", L"\u4e00"));
     EXPECT_EQ("ab\xe4\xb8\x80", Translated(L"ab", L"\u4e00"));
     EXPECT_EQ("code 2", Translated(L"ab", L"\u4e00\u4e00"));
+}
+
+TEST(PathTranslation, TrailingSeparatorsGoButALoneOneStays) {
+    static constexpr struct {
+        const wchar_t* name;
+        const wchar_t* without;
+    } kRows[] = {{L"", L""},   {L"\\", L"\\"}, {L"/", L"/"},         {L"\\\\", L"\\"},      {L"/\\/", L"/"},
+                 {L"a", L"a"}, {L"a\\", L"a"}, {L"\\a/\\/", L"\\a"}, {L"\\a\\b", L"\\a\\b"}};
+    for (const auto& row : kRows) {
+        EXPECT_EQ(row.without, WithoutTrailingSeparators(row.name)) << Narrow(row.name);
+    }
 }
 
 TEST(PathTranslation, LongNamesPass) {

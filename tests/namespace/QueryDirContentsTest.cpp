@@ -212,7 +212,7 @@ TEST_F(CQueryDirContentsTest, RandomNamesAreListedAsAMapWouldHoldThem) {
         };
         std::map<std::wstring, CExpected> expected;
         std::map<std::string, bool> seen;
-        const std::size_t count = NextBits(bits) % 80;
+        const std::size_t count = NextBits(bits) % 80 + 1;
         while (files.size() < count) {
             std::string base = beginning;
             for (std::uint64_t left = NextBits(bits) % 5 + 1; left > 0; --left) {

@@ -1,4 +1,5 @@
 // Slot 10: what a rename must not reach. Names that differ in case, parts of files, removed objects, other handles.
+#include <functional>
 #include <thread>
 
 #include "NamespaceFixture.h"
@@ -103,6 +104,57 @@ TEST_F(CRenameGuardTest, StatusOfTheWholeFileThatFailsStopsTheRename) {
     EXPECT_FALSE(Double().Exists("pool/victim;F1"));
 }
 
+TEST_F(CRenameGuardTest, NameOfAPartBehindNoFileIsANameLikeAnyOther) {
+    Double().MakeDirectory("pool/d");
+    SetSddl("pool/d", "O:S-1-5-21-1-2-3-4G:S-1-5-21-1-2-3-4D:(A;;0x1;;;WD)");
+    Double().MakeFile("pool/mine", "mine");
+    const Handle handle = Open(L"\\mine", kOpenToWrite);
+    const CImpersonation caller;
+    EXPECT_EQ(0U, Rename(handle, L"\\d;F1")) << "behind a directory";
+    EXPECT_EQ("mine", Double().Bytes("pool/d;F1"));
+    for (const int error : {ENOENT, ENOTDIR}) {
+        Double().Add(OnCall("ZdvfsStat").ForPath("pool/d").Fails(error));
+        ClearLogs();
+        EXPECT_EQ(0U, Rename(handle, error == ENOENT ? L"\\d;F2" : L"\\d;F3"));
+        EXPECT_CALLS("ZdvfsStat(\"pool/d\") = -1", "ZdvfsRename(\"pool/d;F*\", \"pool/d;F*\") = 0");
+        Double().ClearRules();
+    }
+    EXPECT_EQ("mine", Double().Bytes("pool/d;F3"));
+}
+
+TEST_F(CRenameGuardTest, NameOfAPartIsFreeWhereTheWholeFileHasNoDescriptor) {
+    Double().MakeFile("pool/victim", "whole");
+    Double().MakeFile("pool/mine", "mine");
+    const Handle handle = Open(L"\\mine", kOpenToWrite);
+    const CImpersonation caller;
+    EXPECT_EQ(0U, Rename(handle, L"\\victim;F1"));
+    EXPECT_CALLS("ZdvfsStat(\"pool/victim\") = 0", "ZdvfsGetNTAclStr(\"pool/victim\", 16384) = 0",
+                 "ZdvfsGetDsidNTAclStr(\"pool/victim\", 16384, 1) = 0",
+                 "ZdvfsRename(\"pool/mine\", \"pool/victim;F1\") = 0");
+}
+
+TEST_F(CRenameGuardTest, DescriptorOfTheWholeFileThatCannotBeReadStopsTheRename) {
+    Double().MakeFile("pool/victim", "whole");
+    Double().MakeFile("pool/mine", "mine");
+    const Handle handle = Open(L"\\mine", kOpenToWrite);
+    Double().Add(OnCall("ZdvfsGetNTAclStr").ForPath("pool/victim").Fails(EIO));
+    Double().Add(OnCall("ZdvfsGetDsidNTAclStr").ForPath("pool/victim").Fails(EBUSY));
+    EXPECT_EQ(DWORD{ERROR_BUSY}, Rename(handle, L"\\victim;F1", 1));
+    EXPECT_CALLS("ZdvfsStat(\"pool/victim\") = 0", "ZdvfsGetNTAclStr(\"pool/victim\", 16384) = -1",
+                 "ZdvfsGetDsidNTAclStr(\"pool/victim\", 16384, 1) = -1");
+    EXPECT_FALSE(Double().Exists("pool/victim;F1"));
+    ExpectUsableElsewhere(handle);
+}
+
+TEST_F(CRenameGuardTest, ReplaceReachesALongerPathThatIsNotBelow) {
+    Double().MakeFile("pool/a", "mine");
+    Double().MakeFile("pool/d/x", "theirs");
+    const Handle handle = Open(L"\\a", kOpenToWrite);
+    EXPECT_EQ(0U, Rename(handle, L"\\d\\x", 1));
+    EXPECT_EQ("mine", Double().Bytes("pool/d/x"));
+    EXPECT_FALSE(Double().Exists("pool/a"));
+}
+
 TEST_F(CRenameGuardTest, TrailingSeparatorsOfAFilesNewNameAreNoPartOfIt) {
     MakeFragments("f", {10, 4});
     const Handle handle = Open(L"\\f", kOpenToWrite);
@@ -202,6 +254,45 @@ TEST_F(CReplacedFileTest, CountAsReplacedWhereTheRemovalStopsMidway) {
     Double().Add(OnCall("ZdvfsUnlink").ForPath("pool/c;F1").Fails(EACCES));
     EXPECT_EQ(0U, Rename(m_handle, L"\\c", 1));
     EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, Write(old, 0, "late").code);
+    EXPECT_EQ("mine", Double().Bytes("pool/c"));
+}
+
+// ---- A rename beside another one ----
+
+class COvertakenRenameTest : public CRenameGuardTest {
+protected:
+    void SetUp() override {
+        CRenameGuardTest::SetUp();
+        Double().MakeFile("pool/a", "mine");
+        Double().MakeFile("pool/b", "theirs");
+        m_first = Open(L"\\a", kOpenToWrite);
+        m_second = Open(L"\\a", kOpenToWrite);
+    }
+    // What another thread does by the second handle while the first one's target is being removed: the target is held
+    // then, the file is not yet.
+    std::function<void(const Call&)> Overtaking(const wchar_t* newName) {
+        return [this, newName](const Call&) { std::thread([&] { EXPECT_EQ(0U, Rename(m_second, newName)); }).join(); };
+    }
+
+    Handle m_first = 0;
+    Handle m_second = 0;
+};
+
+TEST_F(COvertakenRenameTest, GoesOnFromTheNewName) {
+    Double().Add(OnCall("ZdvfsUnlink").ForPath("pool/b").Before(Overtaking(L"\\c")));
+    EXPECT_EQ(0U, Rename(m_first, L"\\b", 1));
+    EXPECT_EQ("mine", Double().Bytes("pool/b"));
+    EXPECT_FALSE(Double().Exists("pool/a"));
+    EXPECT_FALSE(Double().Exists("pool/c"));
+    EXPECT_EQ("mine", Read(m_second, 0, 10).data);
+}
+
+TEST_F(COvertakenRenameTest, IsDoneWhereTheOtherOneHadTheSameTarget) {
+    Double().Add(OnCall("ZdvfsUnlink").ForPath("pool/b").After(Overtaking(L"\\b")));
+    EXPECT_EQ(0U, Rename(m_first, L"\\b", 1));
+    EXPECT_EQ("mine", Double().Bytes("pool/b"));
+    EXPECT_FALSE(Double().Exists("pool/a"));
+    EXPECT_EQ(0U, Rename(m_first, L"\\c")) << "the file is still that of both handles";
     EXPECT_EQ("mine", Double().Bytes("pool/c"));
 }
 

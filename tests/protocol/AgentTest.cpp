@@ -1,4 +1,5 @@
 // The storage agent: its directory, its type and the configuration files it names.
+#include "log/ClosurePatches.h"
 #include "ProtocolFixture.h"
 
 using namespace zd::test;
@@ -89,6 +90,51 @@ TEST_F(CAgentPathTest, LongestPathFillsTheBufferWithItsTerminator) {
 TEST_F(CAgentPathTest, PathBeyondTheBufferCountsAsAbsent) {
     SetPath(REG_SZ, std::wstring(1023, L'a') + L"\\");
     ExpectConfigurationIn(ProgramFolder());
+}
+
+// The directory of a program whose path the system tells in a buffer of any size, cut where that is too small.
+class CProgramPathTest : public CAgentPathTest {
+protected:
+    void ExpectConfigurationOf(const std::wstring& program, const std::wstring& directory) {
+        Registry().DeleteValue(kAgentKey, L"path");
+        CClosurePatches patches(Plugin());
+        patches.Replace<DWORD(HMODULE, LPWSTR, DWORD)>(
+            "GetModuleFileNameW", [&](auto original, HMODULE module, LPWSTR text, DWORD units) -> DWORD {
+                if (module != nullptr) return original(module, text, units);
+                const std::size_t copied = program.copy(text, units);
+                return static_cast<DWORD>(copied);
+            });
+        ExpectConfigurationIn(directory);
+    }
+};
+
+TEST_F(CProgramPathTest, LongPathIsTakenWhole) {
+    const std::wstring directory = L"C:\\" + std::wstring(900, L'd') + L"\\";
+    ExpectConfigurationOf(directory + L"host.exe", directory);
+}
+
+TEST_F(CProgramPathTest, PathThatJustFillsTheBufferIsTakenWhole) {
+    const std::wstring directory = L"C:\\" + std::wstring(MAX_PATH - 12, L'd') + L"\\";
+    ExpectConfigurationOf(directory + L"host.exe", directory);
+}
+
+TEST_F(CProgramPathTest, PathWithoutADirectoryGivesNone) {
+    ExpectConfigurationOf(L"host.exe", L"");
+}
+
+TEST_F(CProgramPathTest, UnknownPathGivesNone) {
+    ExpectConfigurationOf(L"", L"");
+}
+
+TEST_F(CAgentPathTest, PathThatDoesNotConvertNamesNoFile) {
+    CClosurePatches patches(Plugin());
+    patches.Replace<std::remove_pointer_t<decltype(&::WideCharToMultiByte)>>(
+        "WideCharToMultiByte", [](auto original, UINT page, auto... arguments) -> int {
+            return page == CP_THREAD_ACP ? 0 : original(page, arguments...);
+        });
+    ASSERT_EQ(0U, Connect());
+    EXPECT_TRUE(Fits("\"\", \"__dummy__section__\", *", LastCall("InifileGetValueA").arguments))
+        << LastCall("InifileGetValueA").arguments;
 }
 
 TEST_F(CAgentPathTest, PathIsTakenOncePerProcess) {

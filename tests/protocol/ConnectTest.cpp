@@ -149,6 +149,26 @@ TEST_F(CConnectTest, GeneratedNameHasAtLeastSixCharacters) {
     EXPECT_GE(BlockValue("pool").size(), 8U) << "quotes included";
 }
 
+TEST_F(CConnectTest, NameThatCannotBeGeneratedForLackOfMemoryMountsNothing) {
+    bool isShort = false;
+    CClosurePatches patches(Plugin());
+    patches.Replace<int(unsigned*)>("rand_s", [&](auto, unsigned* value) {
+        *value = 1234567890;
+        isShort = true;
+        return 0;
+    });
+    patches.Replace<void*(std::size_t)>("malloc", [&](auto original, std::size_t size) -> void* {
+        return std::exchange(isShort, false) ? nullptr : original(size);
+    });
+    EXPECT_EQ(L"", m_manager->ZdGetRandomTag());
+    EXPECT_EQ(8U, Connect(L""));
+    EXPECT_EQ(0U, Double().Count("ZdvfsMountV1"));
+    const std::vector<LogLine> lines = TakeLog();
+    EXPECT_TRUE(Logged(lines, 1, "ZdConnect Status:  ERROR:  Not Enough Memory, dwError Code:    *\n"));
+    patches.Restore();
+    EXPECT_EQ(0U, Connect(L""));
+}
+
 // A host may put a table of its own over the object.
 TEST_F(CConnectTest, GeneratedNameComesFromTheObjectsOwnSlot) {
     // A member function is called as a plain one that takes the object.

@@ -141,6 +141,27 @@ TEST_F(CFailedConnectTest, AllocationFailureGivesEightAndLeavesNothingBehind) {
     patches.Restore();
 }
 
+TEST_F(CFailedConnectTest, ConverterThatThrowsWhenItsBlockIsGivenBackDoesNotChangeTheResult) {
+    Registry().SetDword(kPluginKey, L"AgentType", 2);
+    Registry().SetText(PoolKey(L"pool"), L"ConfigFilePath", L"C:\\pool.cfg");
+    CClosurePatches patches(Plugin());
+    patches.Replace<char*(const char*)>("_strdup", [](auto original, const char* text) -> char* {
+        return std::strcmp(text, "C:\\pool.cfg") == 0 ? nullptr : original(text);
+    });
+    for (const bool throws : {false, true}) {
+        SCOPED_TRACE(throws);
+        if (throws) Double().Add(OnCall("_HulFree").Throws(EThrow::kRuntimeError));
+        EXPECT_EQ(8, TryConnect());
+        EXPECT_EQ(1U, Double().Count("_HulFree"));
+        EXPECT_EQ(throws ? 1 : 0, Hul().LiveBlocks());
+        EXPECT_EQ(0U, Double().Count("ZdvfsMountV1"));
+        ExpectNothingIsLeft();
+    }
+    patches.Restore();
+    EXPECT_EQ(0, TryConnect());
+    AllowLeaks();  // the block that was not taken back
+}
+
 TEST_F(CFailedConnectTest, FailedConnectGivesItsWordsBackAtOnce) {
     CTextCopies copies(Plugin());
     std::size_t atMount = 0;

@@ -153,6 +153,50 @@ TEST_F(CPoolScanTest, FailedRegistrationIsTriedAgainAtTheNextScan) {
     EXPECT_THAT(Scan(), IsEmpty());
 }
 
+TEST_F(CPoolScanTest, KeyThatCannotBeMadeFailsTheRegistrationToo) {
+    const std::wstring path = MakePoolFile(L"pool.cfg", "5");
+    SetTime(path, 1);
+    using CreateKey = std::remove_pointer_t<decltype(&::RegCreateKeyExW)>;
+    for (const int refused : {1, 2}) {
+        SCOPED_TRACE(refused);
+        int calls = 0;
+        CClosurePatches patches(Plugin());
+        patches.Replace<CreateKey>(
+            "RegCreateKeyExW", [&](auto original, HKEY root, LPCWSTR key, auto... arguments) -> LSTATUS {
+                const bool isOfList = std::wstring_view(key).find(L"SpaList") != std::wstring_view::npos;
+                return isOfList && ++calls == refused ? ERROR_ACCESS_DENIED : original(root, key, arguments...);
+            });
+        EXPECT_EQ(CallsFor(path, "5"), Scan());
+        EXPECT_EQ(refused, calls) << "nothing is made behind a failure";
+        EXPECT_FALSE(Registry().KeyExists(PoolKey(L"pool")));
+    }
+    EXPECT_EQ(CallsFor(path, "5"), Scan());
+    EXPECT_EQ(path, RegisteredFile(L"pool"));
+}
+
+TEST_F(CPoolScanTest, DirectoryOfAConfigurationFilesNameIsNone) {
+    const std::wstring path = Environment().AgentFolder() + L"pool.cfg";
+    ASSERT_NE(FALSE, ::CreateDirectoryW(path.c_str(), nullptr));
+    Hul().SetValue(Narrow(path), "Main", "AgentID", "5");
+    EXPECT_THAT(Scan(), IsEmpty());
+    EXPECT_THAT(Pools(), IsEmpty());
+    ::RemoveDirectoryW(path.c_str());
+}
+
+// The system's filter compares short names as well, "POOL~1.CFG" of "pool.cfgx".
+TEST_F(CPoolScanTest, NamesThatOnlyTheirShortNamesLetThroughAreSkipped) {
+    const std::wstring path = MakePoolFile(L"a.cfg", "5");
+    for (const wchar_t* name : {L"pool.cfgx", L"cfg", L".cfg"}) MakePoolFile(name, "5");
+    using FindFirst = std::remove_pointer_t<decltype(&::FindFirstFileW)>;
+    CClosurePatches patches(Plugin());
+    patches.Replace<FindFirst>("FindFirstFileW", [&](auto original, LPCWSTR filter, LPWIN32_FIND_DATAW entry) {
+        EXPECT_EQ(Environment().AgentFolder() + L"*.cfg", filter);
+        return original((Environment().AgentFolder() + L"*").c_str(), entry);
+    });
+    EXPECT_EQ(CallsFor(path, "5"), Scan());
+    EXPECT_THAT(Pools(), ElementsAre(L"a"));
+}
+
 TEST_F(CPoolScanTest, RegistrationReplacesThePathThatWasThere) {
     Registry().SetText(PoolKey(L"pool"), L"ConfigFilePath", L"C:\\old.cfg");
     Registry().SetText(PoolKey(L"pool"), L"TopLevelDirectory", L"kept");

@@ -184,6 +184,7 @@ TEST(DescriptorShape, TextsThatTheSystemStumblesOverAreRefused) {
         {"O:S-1-5-18G:S-1-5-32-544D:(A;;GA;;;S-1-1-0)", true},
         {"D:(OA;;GA;;S-1;S-1-1-0)", true},
         {"O:S-0x1-0X5-0xabD:(A;;GA;;;WD)", true},
+        {"O:S-1-0xa", true},
         {"O:S-1-0xagx", false},
         // No identifiers: at the very beginning, and inside a word.
         {"S-x", true},

@@ -112,6 +112,15 @@ TEST_F(CGetSecurityTest, TextThatIsNoDescriptorGivesTheSystemsCode) {
     }
 }
 
+TEST_F(CGetSecurityTest, TextThatTheSystemWouldStumbleOverIsNotGivenToIt) {
+    const CImportPatch patch(Plugin(), "ConvertStringSecurityDescriptorToSecurityDescriptorA", &Refuse);
+    for (const char* const text : {"O::", "D:(A;;0x1;;;S-1-1-0)::", "O:S--1"}) {
+        SCOPED_TRACE(text);
+        SetSddl("pool/d", text);
+        GetFails(ERROR_INVALID_SECURITY_DESCR, m_directory);
+    }
+}
+
 TEST_F(CGetSecurityTest, RefusedConversionGivesItsCode) {
     SetSddl("pool/f", Granting("0x1"));
     const CImportPatch patch(Plugin(), "ConvertStringSecurityDescriptorToSecurityDescriptorA", &Refuse);

@@ -140,6 +140,17 @@ TEST_F(CSetSecurityTest, InvalidDescriptorFailsBeforeAnyTokenIsOpened) {
                {6, "ZdSetSecurity Exit\n"});
 }
 
+TEST_F(CSetSecurityTest, DescriptorWhosePartsAreNotWhatTheyClaimIsInvalid) {
+    const CImportPatch process(Plugin(), "OpenProcessToken", &CountTokens);
+    const CDescriptor descriptor(Granting("0x1"));
+    const auto& head = *static_cast<const SECURITY_DESCRIPTOR_RELATIVE*>(descriptor.Raw());
+    static_cast<BYTE*>(descriptor.Raw())[head.Owner] = SID_REVISION + 1;
+    EXPECT_EQ(DWORD{ERROR_INVALID_SECURITY_DESCR}, m_manager->ZdSetSecurity(m_file, 0, descriptor.Raw()));
+    EXPECT_EQ(0, g_tokens);
+    EXPECT_CALLS();
+    EXPECT_EQ(kOld, Double().State("pool/f").sddl);
+}
+
 TEST_F(CSetSecurityTest, TokenThatCannotBeHadIsTheResult) {
     const CImportPatch process(Plugin(), "OpenProcessToken", &Refuse);
     SetFails(kRefused, Granting("0x1"));

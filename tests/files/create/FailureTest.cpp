@@ -187,6 +187,16 @@ TEST_F(CUnconnectedTest, NamesStartAtTheInitialRootPrefix) {
                  "ZdvfsOpen(\"//dir/file.txt\", 0x10000, 0x0) = -1");
 }
 
+TEST_F(CUnconnectedTest, OneSlashOfTheRootStaysInTheStatusCall) {
+    m_manager = NewManager();
+    ClearLogs();
+    const Created created = Create(L"\\\\", {.isDirectory = 1, .disposition = kZdOpen, .access = kRead});
+    if (created.code == 0) Close(created.handle);
+    const std::vector<std::string> calls = TakeCalls();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_TRUE(Fits("ZdvfsStat(\"/\") = *", calls.front())) << calls.front();
+}
+
 // ---- The name rule ----
 
 class CNameRuleTest : public CCreateTest {

@@ -86,6 +86,18 @@ TEST_F(CFragmentNameTest, FileThatCannotBeLookedAtFailsTheOpenOfItsPart) {
     EXPECT_FALSE(Double().Exists("pool/a;F1"));
 }
 
+TEST_F(CFragmentNameTest, FileThatCertainlyIsNotThereGuardsNothing) {
+    const CImpersonation caller;
+    for (const int error : {ENOENT, ENOTDIR}) {
+        SCOPED_TRACE(error);
+        Double().Add(OnCall("ZdvfsStat").ForPath("pool/a").Fails(error));
+        OpenAndClose(L"\\a;F1", kMaker);
+        EXPECT_EQ(kDefaultText, Double().State("pool/a;F1").sddl);
+        Double().ClearRules();
+        Double().Remove("pool/a;F1");
+    }
+}
+
 TEST_F(CFragmentNameTest, NameOfTheShapeBehindNoFileIsAFileOfItsOwn) {
     Double().MakeDirectory("pool/d");
     SetSddl("pool/d", GrantingNothing());

@@ -105,7 +105,10 @@ CSituations ControlSituations() {
                        scene.Manager().ZdRefreshSettings(30, true);
                        return COutcome();
                    }});
-    all.push_back({"pools", "ZdEnumerateSpaList", [](CScene&) {},
+    all.push_back({"pools", "ZdEnumerateSpaList",
+                   [](CScene& scene) {
+                       scene.Environment().Registry().CreateKey(std::wstring(kSpaListKey) + L"\\pool of a long name");
+                   },
                    [](CScene& scene) {
                        std::set<std::wstring> names;
                        return COutcome{scene.Manager().ZdEnumerateSpaList(&names), {}};
@@ -160,8 +163,23 @@ CSituations LogSituations() {
             scene.Environment().Logger().suppressor.maxMessages = 2;
         };
     };
+    // The level is set anew, which is when repeats that have waited long are told.
+    const auto repeat = [write, suppress](CScene& scene) {
+        suppress(true)(scene);
+        scene.Environment().Logger().suppressor.maxMessages = 1;
+        scene.Environment().Logger().suppressor.lastSummary = 0;
+        scene.Manager().ZdLogMessage(1, "repeated\n");
+        scene.Manager().ZdLogMessage(1, "repeated\n");
+    };
+    const auto reload = [](CScene& scene) {
+        const std::int32_t level = scene.Environment().Logger().level;
+        scene.Manager().ZdRefreshSettings(0, false);
+        scene.Environment().Logger().level = level;
+        return COutcome();
+    };
     return {{"plain", "ZdLogMessage", suppress(false), write, last},
-            {"repeats folded", "ZdLogMessage", suppress(true), write, last}};
+            {"repeats folded", "ZdLogMessage", suppress(true), write, last},
+            {"repeats that wait", "ZdRefreshSettings", repeat, reload}};
 }
 
 }  // namespace zd::test
