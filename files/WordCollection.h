@@ -79,7 +79,7 @@ private:
     struct CShard {
         CRankedLock<ELockRank::kTable> lock;
         std::map<Handle, CWordRef> handles;
-        std::byte apart[64];
+        std::byte apart[64]{};
     };
     CShard& ShardOf(Handle handle) noexcept;
 

@@ -129,6 +129,7 @@ private:
     // The file's fragments from `keep` on are gone: others may still hold them.
     void Shrunk(const ModelObject& object, std::int64_t keep, const ModelHandle* by);
     void Detach(const ModelPointer& object, const ModelHandle* by);
+    static bool AddsBehindACut(const ModelHandle& handle, std::int64_t index);
     void PutBytes(ModelHandle& handle, std::int64_t at, const std::string& bytes);
     void TouchData(ModelObject& object) const;
     void MoveTree(const std::wstring& from, const std::wstring& to);

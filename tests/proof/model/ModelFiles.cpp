@@ -128,6 +128,11 @@ Expected CModel::Read(const Args& args) {
     return expected;
 }
 
+// Whether a fragment would be added behind one that another handle has cut, which this handle takes for full.
+bool CModel::AddsBehindACut(const ModelHandle& handle, std::int64_t index) {
+    return index == handle.Fragments() && handle.view > handle.object->Size();
+}
+
 void CModel::PutBytes(ModelHandle& handle, std::int64_t at, const std::string& bytes) {
     ModelObject& object = *handle.object;
     const auto start = static_cast<std::size_t>(at);
@@ -144,6 +149,7 @@ Expected CModel::Write(const Args& args) {
     if (handle == nullptr || args[2] == 0) return expected;
     const std::int64_t index = args[1] / handle->fragment;
     if (index > handle->Fragments()) return Fails({87});
+    if (AddsBehindACut(*handle, index)) return Skipped();
     if (!handle->writable) return Fails(index == handle->Fragments() ? std::vector<DWORD>{5} : kNotForThat);
     expected.from = std::min(args[1], handle->object->Size());
     expected.to = args[1] + args[2];
@@ -191,6 +197,7 @@ Expected CModel::Append(const Args& args) {
     if (target->object == source->object && Overlap(at, from, length)) return Skipped();
     const std::int64_t index = at / target->fragment;
     if (index > target->Fragments()) return Fails({87});
+    if (AddsBehindACut(*target, index)) return Skipped();
     if (!target->writable) return Fails(index == target->Fragments() ? std::vector<DWORD>{5} : kNotForThat);
     expected.from = std::min(at, target->object->Size());
     expected.to = at + length;

@@ -9,7 +9,8 @@
 //   - Handles keep a file's size as they found it or made it. Where another handle has added fragments, a handle reads,
 //     writes and tells its own part only; it does not resize, rename or remove. Where another one has removed fragments
 //     that it knows, or has cut the file into pieces of another length, it is only closed and released; after a close
-//     it goes on once the file has those fragments again.
+//     it goes on once the file has those fragments again. Where another one has cut the last fragment, a handle that
+//     takes that for full adds none behind it.
 //   - A handle whose file was removed or replaced otherwise than through it is only closed and released.
 //   - Names that differ only in case, and names of the shape of fragments, are not used.
 //   - Appends take what the source has, do not overlap inside one file, and take it from handles that may read.
