@@ -16,7 +16,7 @@ namespace {
 struct CGroupEntry {
     const char* name;
     CGroup run;
-    bool onLocalEngine;  // false: a group that no storage library takes part in; once is enough
+    bool onLocalEngine;  // false: over the memory engine only, or no storage library takes part: once is enough
     const char* about;
 };
 
@@ -25,6 +25,7 @@ constexpr CGroupEntry kGroups[] = {
     {"opening", &RunOpening, true, "opening, creating, closing and releasing"},
     {"queries", &RunQueries, true, "information of a handle, a path and the volume"},
     {"fragments", &RunFragments, true, "a file of 10,000 fragments, 100 of them open at once"},
+    {"growth", &RunGrowth, false, "calls with up to 10,000 handles or fragments open"},
     {"threads", &RunThreads, true, "throughput of 1 to 16 threads"},
     {"lifecycle", &RunLifecycle, true, "connections, and the memory of handles and fragments"},
     {"listing", &RunListing, true, "listings of directories, up to 1,000,000 entries"},
@@ -57,6 +58,8 @@ void Describe(CLI::App& app, CArguments& arguments) {
     std::vector<std::string> names;
     for (const CGroupEntry& group : kGroups) names.emplace_back(group.name);
     app.add_option("--group", arguments.groups, "Only this group; may be given again")->check(CLI::IsMember(names));
+    app.add_option("--row", arguments.report.row, "Only rows whose name contains this text");
+    app.add_option("--contestant", arguments.report.contestant, "Only the turns of this contestant, as plugin");
     app.add_flag("--quick", arguments.report.quick, "Tiny counts: shows that the rows work, measures nothing well");
     app.add_option("--engine", arguments.report.engine, "How the engine is called in the rows (the folder's name)");
     app.add_option("--rounds", arguments.rounds, "Rounds of a row (101; with --quick 3)")->check(CLI::PositiveNumber);

@@ -93,6 +93,12 @@ std::int64_t Now() {
     return seconds * kNanosecondsPerSecond + rest * kNanosecondsPerSecond / frequency;
 }
 
+std::string Grouped(std::int64_t number) {
+    std::string text = std::to_string(number);
+    for (std::size_t i = text.size(); i > 3; i -= 3) text.insert(i - 3, ",");
+    return text;
+}
+
 CContestant SectionPair() {
     const auto section = std::make_shared<CSection>();
     return {kSectionPair,
@@ -111,8 +117,15 @@ void CReport::BeginGroup(const std::string& name) {
     m_group = name;
 }
 
+bool CReport::IsWanted(const std::string& row, const std::string& contestant) const {
+    return row.find(m_options.row) != std::string::npos &&
+           (m_options.contestant.empty() || m_options.contestant == contestant);
+}
+
 void CReport::Compare(const std::string& row, std::vector<CContestant> contestants, CRowOptions options) {
     if (std::none_of(contestants.begin(), contestants.end(), IsPair)) contestants.push_back(SectionPair());
+    std::erase_if(contestants, [&](const CContestant& contestant) { return !IsWanted(row, contestant.name); });
+    if (contestants.empty()) return;
     const int rounds = options.rounds != 0 ? options.rounds : m_options.rounds;
     const int milliseconds = options.milliseconds != 0 && !IsQuick() ? options.milliseconds : m_options.milliseconds;
     const std::int64_t count =
@@ -147,6 +160,7 @@ void CReport::Compare(const std::string& row, std::vector<CContestant> contestan
 }
 
 void CReport::Figure(const std::string& row, const std::string& name, double value, const std::string& unit) {
+    if (!IsWanted(row, name)) return;
     std::fprintf(stderr, "%s, %s: %s: %s %.2f %s\n", m_options.engine.c_str(), m_group.c_str(), row.c_str(),
                  name.c_str(), value, unit.c_str());
     Print({{"group", m_group},

@@ -45,6 +45,8 @@ struct CReportOptions {
     bool quick = false;
     int rounds = 101;
     int milliseconds = 2;
+    std::string row;         // only rows and figures whose name contains it
+    std::string contestant;  // only this one's turns and figures; empty: everybody's
 };
 
 // Any one thread.
@@ -56,7 +58,7 @@ public:
     void BeginGroup(const std::string& name);
 
     // Measures a row: in each round every contestant has its turn, in an order that is rotated from round to round.
-    // Throws what the contestants throw.
+    // Rows that the options leave out are not measured. Throws what the contestants throw.
     void Compare(const std::string& row, std::vector<CContestant> contestants, CRowOptions options = {});
 
     // Adds a figure that was measured by other means: memory a handle, lines a second.
@@ -68,9 +70,14 @@ public:
     const std::string& Engine() const { return m_options.engine; }
 
 private:
+    bool IsWanted(const std::string& row, const std::string& contestant) const;
+
     CReportOptions m_options;
     std::string m_group;
 };
+
+// With a comma after thousands: "10,000".
+std::string Grouped(std::int64_t number);
 
 // Nanoseconds of a clock that only goes forward.
 std::int64_t Now();

@@ -7,7 +7,7 @@
 #include "benchmark/rows/DirectFragments.h"
 #include "benchmark/rows/Groups.h"
 #include "benchmark/rows/LocalFiles.h"
-#include "tests/harness/RandomBits.h"
+#include "benchmark/rows/Order.h"
 
 namespace zd::bench {
 namespace {
@@ -22,28 +22,6 @@ constexpr std::uint64_t kSeed = 7;
 // Reads a turn: each takes milliseconds under Wine over files, and a microsecond over memory.
 constexpr std::int64_t kReads = 20;
 constexpr std::int64_t kReadsOfFastEngine = 1000;
-
-// The fragments that are read, one after another; the last is followed by the first.
-class COrder {
-public:
-    COrder(std::int64_t fragments, bool random) {
-        std::uint64_t state = kSeed;
-        for (std::int64_t i = 0; i < fragments; ++i) {
-            const auto any = static_cast<std::int64_t>(test::NextBits(state) % static_cast<std::uint64_t>(fragments));
-            m_fragments.push_back(random ? any : i);
-        }
-    }
-
-    std::int64_t Next() {
-        const std::int64_t fragment = m_fragments[m_next];
-        m_next = (m_next + 1) % m_fragments.size();
-        return fragment;
-    }
-
-private:
-    std::vector<std::int64_t> m_fragments;
-    std::size_t m_next = 0;
-};
 
 // The file and the directory it stands in, while they are needed.
 class CManyFragments {
@@ -88,8 +66,8 @@ private:
 void MeasureReads(CReport& report, IProtocolManager& manager, Handle handle, const CManyFragments& file, bool random) {
     std::vector<char> buffer(kFragmentSize);
     CDirectFragments direct(kName, file.Count(), kMostOpen);
-    COrder ofDirect(file.Count(), random);
-    COrder ofPlugin(file.Count(), random);
+    COrder ofDirect(file.Count(), random, file.Count(), kSeed);
+    COrder ofPlugin(file.Count(), random, file.Count(), kSeed);
     report.Compare((random ? "random, " : "sequential, ") + std::to_string(file.Count()) + " fragments",
                    {{kDirect,
                      [&](std::int64_t count) {

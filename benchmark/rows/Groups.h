@@ -14,6 +14,7 @@ void RunLog(CReport& report, CBench& bench);
 void RunTransfers(CReport& report, CBench& bench);
 void RunOpening(CReport& report, CBench& bench);
 void RunQueries(CReport& report, CBench& bench);
+void RunGrowth(CReport& report, CBench& bench);
 void RunFragments(CReport& report, CBench& bench);
 void RunThreads(CReport& report, CBench& bench);
 

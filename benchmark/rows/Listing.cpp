@@ -166,7 +166,7 @@ void Require(bool holds) {
     if (!holds) throw std::runtime_error("a listing has not the entries that the directory has");
 }
 
-// Median nanoseconds an entry.
+// Median nanoseconds an entry; 0 where the row was not asked for.
 struct CCosts {
     double direct;
     double plugin;
@@ -182,6 +182,7 @@ public:
         };
     }
     double Median() {
+        if (m_times.empty()) return 0;
         const auto middle = m_times.begin() + static_cast<std::ptrdiff_t>(m_times.size() / 2);
         std::nth_element(m_times.begin(), middle, m_times.end());
         return *middle;
@@ -233,12 +234,6 @@ CWork ThroughPlugin(IProtocolManager& manager, COpened& opened, std::int64_t ent
     };
 }
 
-std::string Grouped(std::int64_t number) {
-    std::string text = std::to_string(number);
-    for (std::size_t i = text.size(); i > 3; i -= 3) text.insert(i - 3, ",");
-    return text;
-}
-
 CCosts Measure(CReport& report, CBench& bench, ESource source, const CSize& size) {
     const CDirectory directory(bench, source, size.entries);
     const std::int64_t listings = std::max<std::int64_t>(1, size.perTurn / size.entries);
@@ -272,8 +267,11 @@ void RunListing(CReport& report, CBench& bench) {
     std::vector<CCosts> costs;
     for (const CSize& size : kSizesOfGrowth) costs.push_back(Measure(report, bench, ESource::kGenerated, size));
     constexpr char kGrowth[] = "cost per entry at 1,000,000 / at 10,000";
-    report.Figure(kGrowth, kDirect, costs.back().direct / costs.front().direct, "times");
-    report.Figure(kGrowth, kPlugin, costs.back().plugin / costs.front().plugin, "times");
+    const auto tell = [&](const char* name, double first, double last) {
+        if (first > 0 && last > 0) report.Figure(kGrowth, name, last / first, "times");
+    };
+    tell(kDirect, costs.front().direct, costs.back().direct);
+    tell(kPlugin, costs.front().plugin, costs.back().plugin);
 }
 
 }  // namespace zd::bench

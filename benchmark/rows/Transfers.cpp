@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <vector>
 
-#include "benchmark/memory/Requests.h"
 #include "benchmark/rows/DirectFile.h"
 #include "benchmark/rows/Groups.h"
+#include "benchmark/rows/StillBytes.h"
 #include "tests/harness/RandomBits.h"
 
 namespace zd::bench {
@@ -139,20 +139,12 @@ void Measure(CReport& report, const CConnection& connection, std::int64_t fragme
     }
 }
 
-// Tells the memory engine; other engines only remember the request.
-void LetBytesMove(bool move) {
-    const auto root = static_cast<int>(CheckStorage(::ZdvfsOpen(CBench::Path(L"").c_str(), 0, 0), "ZdvfsOpen"));
-    ::ZdvfsIoctl(root, memory::kMemoryIoctlMoveBytes, move ? 1 : 0, 4);
-    ::ZdvfsClose(root);
-}
-
 }  // namespace
 
 void RunTransfers(CReport& report, CBench& bench) {
-    LetBytesMove(false);
+    const CStillBytes still;
     for (const std::int64_t size : kSizes) Measure(report, bench.Connection(), kFileBytes, size, false);
     for (const std::int64_t size : kSizes) Measure(report, bench.Connection(), size, size, true);
-    LetBytesMove(true);
 }
 
 }  // namespace zd::bench
