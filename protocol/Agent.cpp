@@ -20,17 +20,13 @@ constexpr wchar_t kConfigFilePath[] = L"ConfigFilePath";
 std::wstring PathFromRegistry(bool formerMaker) {
     CRegistryKey key;
     if (key.Open(VendorTree(formerMaker).agent, KEY_READ) != ERROR_SUCCESS) return {};
-    std::vector<wchar_t> buffer(kAgentPathUnits);
-    auto size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
-    DWORD type = REG_NONE;
-    if (::RegQueryValueExW(key.Get(), L"path", nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &size) !=
-        ERROR_SUCCESS) {
-        return {};
-    }
-    if (type != REG_SZ && type != REG_EXPAND_SZ) return {};
+    CTextValue value(kAgentPathUnits);
+    if (value.Query(key.Get(), L"path") != ERROR_SUCCESS) return {};
+    if (value.Type() != REG_SZ && value.Type() != REG_EXPAND_SZ) return {};
+    const DWORD size = value.Size();
     if (size == 0 || size % sizeof(wchar_t) != 0) return {};
-    if (buffer[size / sizeof(wchar_t) - 1] != L'\0') return {};
-    return std::wstring(buffer.data());
+    if (value.Text()[size / sizeof(wchar_t) - 1] != L'\0') return {};
+    return value.Text();
 }
 
 // The directory of the host's program, with its last separator.

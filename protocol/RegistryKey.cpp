@@ -1,12 +1,11 @@
 #include "protocol/RegistryKey.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace zd {
 namespace {
 
-constexpr std::size_t kLongestText = 32767;
+constexpr DWORD kLongestText = 32767;
 
 constexpr CVendorTree kMaker = {
     L"SOFTWARE\\Orvane\\Zendra",
@@ -45,7 +44,7 @@ LSTATUS CRegistryKey::Create(const wchar_t* path, REGSAM access) noexcept {
 }
 
 LSTATUS CRegistryKey::SetText(const wchar_t* name, const std::wstring& text) const noexcept {
-    const std::size_t units = std::min(text.size(), kLongestText) + 1;
+    const std::size_t units = std::min<std::size_t>(text.size(), kLongestText) + 1;
     return ::RegSetValueExW(m_key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                             static_cast<DWORD>(units * sizeof(wchar_t)));
 }
@@ -59,14 +58,16 @@ std::optional<DWORD> ReadDword(HKEY key, const wchar_t* name) noexcept {
     return value;
 }
 
+LSTATUS CTextValue::Query(HKEY key, const wchar_t* name) noexcept {
+    m_size = static_cast<DWORD>((m_buffer.size() - 1) * sizeof(wchar_t));
+    return ::RegQueryValueExW(key, name, nullptr, &m_type, reinterpret_cast<BYTE*>(m_buffer.data() + 1), &m_size);
+}
+
 std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name) {
-    std::vector<wchar_t> buffer(kLongestText + 1);
-    auto size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
-    DWORD type = REG_NONE;
-    const LSTATUS status = ::RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &size);
-    if (status != ERROR_SUCCESS || type != REG_SZ) return std::nullopt;
-    const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(size / sizeof(wchar_t));
-    std::wstring text(buffer.begin(), std::find(buffer.begin(), end, L'\0'));
+    CTextValue value(kLongestText + 1);
+    if (value.Query(key, name) != ERROR_SUCCESS || value.Type() != REG_SZ) return std::nullopt;
+    const wchar_t* const end = value.Text() + value.Size() / sizeof(wchar_t);
+    std::wstring text(value.Text(), std::find(value.Text(), end, L'\0'));
     if (text.empty()) return std::nullopt;
     return text;
 }

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "protocol/UniqueHandle.h"
 
@@ -40,6 +41,25 @@ private:
 
 // A REG_DWORD value; a value of another type or size counts as absent.
 std::optional<DWORD> ReadDword(HKEY key, const wchar_t* name) noexcept;
+
+// Room for a value that should be a text, and what was read into it.
+class CTextValue {
+public:
+    explicit CTextValue(DWORD units) : m_buffer(std::size_t{units} + 1) {}
+
+    LSTATUS Query(HKEY key, const wchar_t* name) noexcept;
+
+    DWORD Type() const noexcept { return m_type; }
+    DWORD Size() const noexcept { return m_size; }  // bytes
+    const wchar_t* Text() const noexcept { return m_buffer.data() + 1; }
+
+private:
+    // Systems have been seen to look for a terminator in the last two bytes of a text, however short it is: the first
+    // unit stands in front of the value.
+    std::vector<wchar_t> m_buffer;
+    DWORD m_type = REG_NONE;
+    DWORD m_size = 0;
+};
 
 // A REG_SZ value of at most 32,767 characters; an unterminated one is taken to its end, an empty one counts as absent.
 std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name);

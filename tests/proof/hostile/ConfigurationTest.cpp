@@ -187,6 +187,22 @@ TEST_P(HostileAgentPathOf, ASeedNeverHarmsThePlugin) {
     ::SetCurrentDirectoryW(BinaryFolder().c_str());
 }
 
+class HostileTextOf : public CDoubleTest, public ::testing::WithParamInterface<std::size_t> {};
+
+TEST_P(HostileTextOf, FewBytesIsNotReadInFrontOfItsBuffer) {
+    PrintCaseOnFault();
+    CGuardAllocator::Start(EGuard::kBegin);
+    CGuardAllocator::Attach(Plugin());
+    CGuardAllocator::AttachFrees(::GetModuleHandleW(nullptr));
+    const std::vector<std::uint8_t> data(GetParam(), 'a');
+    Registry().SetRaw(kAgentKey, L"path", REG_SZ, data);
+    Registry().SetRaw(kAgentKey, L"ConfigFilePath", REG_SZ, data);
+    Note("%zu bytes", data.size());
+    EXPECT_EQ(0U, Connect());
+}
+
+INSTANTIATE_TEST_SUITE_P(Bytes, HostileTextOf, ::testing::Values(0, 1, 2, 3));
+
 INSTANTIATE_TEST_SUITE_P(Guarded, HostileAgentPathOf, ::testing::Range(0, kAgentPaths));
 
 }  // namespace zd::test
