@@ -29,6 +29,8 @@ std::int64_t CProtocolManager::DiscoverFragments(WORDInfo& word, bool truncate, 
     word.SetLastUse(0, NextUse());
     // A rename through another handle must not take the fragments away half-way.
     const CAutoCriticalSection used(word.FileInfo().UseLock());
+    // What stands under the name by now must not be taken for this file's, or removed.
+    word.RequireName();
     CFragmentPaths paths(TranslateFragment(word, 1));
     for (std::int32_t n = 1; n < std::numeric_limits<std::int32_t>::max(); ++n) {
         const char* const path = paths.Of(n);

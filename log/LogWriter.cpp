@@ -212,8 +212,13 @@ bool StartWriter(CLogger& logger, const CAutoCriticalSection& /*held*/) noexcept
     if (logger.wakeEvent == nullptr || !PinModule()) return false;
     g_writer = CWriterState{&logger};
     logger.writerThread = ::CreateThread(nullptr, 0, &WriterMain, &logger, 0, &logger.writerThreadId);
-    if (logger.writerThread == nullptr) g_writer = CWriterState{};
-    return logger.writerThread != nullptr;
+    if (logger.writerThread == nullptr) {
+        g_writer = CWriterState{};
+        return false;
+    }
+    // Lines that a host has queued already. While the queue holds any, the writer counts as woken.
+    if (!logger.queue.empty()) ::SetEvent(logger.wakeEvent);
+    return true;
 }
 
 void Enqueue(CLogger& logger, LogRecord&& record) {

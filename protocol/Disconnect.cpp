@@ -47,6 +47,7 @@ void CProtocolManager::AbandonConnect() noexcept {
     FreeWords(m_mountBlock);
     m_mountBlock.flags = kFlagUnconnected;
     m_rootName = m_unconnectedRoot;
+    m_words.ForgetPaths();
     m_vfsRootPath = m_unconnectedRootUtf8;
     ::SetLastError(failure.lastError);
     errno = failure.error;

@@ -37,9 +37,10 @@ void* RecordOfThread() noexcept {
            (reinterpret_cast<std::uintptr_t>(g_record) - reinterpret_cast<std::uintptr_t>(&_tls_start));
 }
 
-// The runtime's header stands before the object that is thrown. How long it is is the runtime's own affair (160 bytes
-// in that of GCC 12).
-constexpr std::size_t kHeader = 256;
+// The runtime's header stands before the object that is thrown. Its length is that of the runtime's own blocks: a host
+// that keeps an exception of this library frees it with its own runtime, which frees what begins there.
+constexpr std::size_t kHeader = 160;
+static_assert(kHeader % 16 == 0);
 // Codes, and what the standard library throws.
 constexpr std::size_t kSmallObject = 256;
 
@@ -59,17 +60,14 @@ void* TakeReserved() noexcept {
 }
 
 void* Take(std::size_t size) noexcept {
-    const std::size_t whole = kHeader + size;
-    void* block = std::malloc(whole);
-    if (block == nullptr && whole <= sizeof(CReserved)) block = TakeReserved();
+    void* block = std::malloc(size);
+    if (block == nullptr && size <= sizeof(CReserved)) block = TakeReserved();
     // An exception that cannot be thrown cannot be told in any other way either.
     if (block == nullptr) std::terminate();
-    std::memset(block, 0, whole);
-    return static_cast<std::byte*>(block) + kHeader;
+    return std::memset(block, 0, size);
 }
 
-void Give(void* object) noexcept {
-    auto* const block = static_cast<std::byte*>(object) - kHeader;
+void Give(void* block) noexcept {
     const std::uintptr_t distance =
         reinterpret_cast<std::uintptr_t>(block) - reinterpret_cast<std::uintptr_t>(g_reserve);
     if (distance >= sizeof g_reserve) {
@@ -95,11 +93,11 @@ __cxa_eh_globals* __cxa_get_globals_fast() noexcept {
 }
 
 void* __cxa_allocate_exception(std::size_t size) noexcept {
-    return zd::Take(size);
+    return static_cast<std::byte*>(zd::Take(zd::kHeader + size)) + zd::kHeader;
 }
 
 void __cxa_free_exception(void* object) noexcept {
-    zd::Give(object);
+    zd::Give(static_cast<std::byte*>(object) - zd::kHeader);
 }
 
 // A further reference to an exception, which is nothing but a header.

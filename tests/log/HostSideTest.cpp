@@ -89,6 +89,16 @@ TEST_F(LogHostSide, RecordWithoutAProcessIsShownAsTheHostsOwn) {
               std::string::npos);
 }
 
+TEST_F(LogHostSide, LinesQueuedBeforeTheWriterIsThereAreWritten) {
+    LogToSandbox();
+    Logger().queue.push_back(LogRecord{1, "queued early\n", ::_time64(nullptr), 77, nullptr});
+    Start();
+    Say(1, "brings the log up\n");
+    Finish();
+    EXPECT_NE(LogBytes().find("queued early"), std::string::npos);
+    EXPECT_NE(LogBytes().find("brings the log up"), std::string::npos);
+}
+
 // ---- A host that writes the log itself ----
 
 DWORD WINAPI WaitForEvent(void* event) {

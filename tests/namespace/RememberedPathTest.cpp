@@ -1,5 +1,6 @@
 // What handles keep of their names: storage paths, the order of the table, and the name while fragments are looked for.
 #include <algorithm>
+#include <atomic>
 #include <thread>
 
 #include "NamespaceFixture.h"
@@ -35,6 +36,32 @@ TEST_F(CRememberedPathTest, RenameThroughAnotherHandleWaitsUntilTheFragmentsAreF
     EXPECT_EQ(54U, Read(opened.handle, 0, 100).count);
     Close(opened.handle);
     Close(holder);
+}
+
+TEST_F(CRememberedPathTest, FileThatIsReplacedWhileItIsOpenedTakesNoFragmentsOfItsSuccessor) {
+    MakeFragments("new", {10, 10, 4});
+    MakeFragments("old", {10, 10, 10});
+    const Handle source = Open(L"\\new", kOpenToWrite);
+    const Handle holder = Open(L"\\old");
+    DWORD code = 0;
+    std::thread opening;
+    std::atomic<int> looks{0};
+    Double().Add(OnCall("ZdvfsUnlink").ForPath("pool/old").OnNth(1).Before([&](const Call&) {
+        Double().Add(OnCall("ZdvfsStat").ForPath("pool/old").After([&](const Call&) { ++looks; }));
+        opening = std::thread([&] { code = Create(L"\\old", {.disposition = kZdOverwriteIf, .access = 3}).code; });
+        // It is looked at before and after it is opened; what follows waits for the rename.
+        while (looks < 2) ::Sleep(1);
+        ::Sleep(200);
+    }));
+    EXPECT_EQ(0U, m_manager->ZdRenameFile(source, L"\\old", 1));
+    ASSERT_TRUE(opening.joinable());
+    opening.join();
+    Double().ClearRules();
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, code);
+    EXPECT_EQ(24U, Read(source, 0, 100).count);
+    const Created renamed = Create(L"\\old", kOpenToRead);
+    EXPECT_EQ(24U, renamed.information.size);
+    for (const Handle handle : {source, holder, renamed.handle}) Close(handle);
 }
 
 TEST_F(CRememberedPathTest, NewNameIsTheOneThatFragmentsAreReopenedBy) {
