@@ -94,6 +94,7 @@ TEST_F(LogHostSide, LinesQueuedBeforeTheWriterIsThereAreWritten) {
     Logger().queue.push_back(LogRecord{1, "queued early\n", ::_time64(nullptr), 77, nullptr});
     Start();
     Say(1, "brings the log up\n");
+    ASSERT_TRUE(WaitForEmptyQueue());
     Finish();
     EXPECT_NE(LogBytes().find("queued early"), std::string::npos);
     EXPECT_NE(LogBytes().find("brings the log up"), std::string::npos);
