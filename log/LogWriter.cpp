@@ -216,7 +216,7 @@ bool StartWriter(CLogger& logger, const CAutoCriticalSection& /*held*/) noexcept
         g_writer = CWriterState{};
         return false;
     }
-    // Lines that a host has queued already. While the queue holds any, the writer counts as woken.
+    // Lines that a host has queued already.
     if (!logger.queue.empty()) ::SetEvent(logger.wakeEvent);
     return true;
 }
@@ -224,10 +224,9 @@ bool StartWriter(CLogger& logger, const CAutoCriticalSection& /*held*/) noexcept
 void Enqueue(CLogger& logger, LogRecord&& record) {
     const CAutoCriticalSection lock(logger.lock);
     if (HasEnded(logger, lock)) return;
-    // Woken for the line before, the writer goes on until the queue is empty.
-    const bool isWoken = !logger.queue.empty();
     logger.queue.push_back(std::move(record));
-    if (!isWoken) ::SetEvent(logger.wakeEvent);
+    // For each line: hosts follow the lines by this call.
+    ::SetEvent(logger.wakeEvent);
 }
 
 void EnqueueCopy(void* context, const LogRecord& record) {
