@@ -212,13 +212,8 @@ bool StartWriter(CLogger& logger, const CAutoCriticalSection& /*held*/) noexcept
     if (logger.wakeEvent == nullptr || !PinModule()) return false;
     g_writer = CWriterState{&logger};
     logger.writerThread = ::CreateThread(nullptr, 0, &WriterMain, &logger, 0, &logger.writerThreadId);
-    if (logger.writerThread == nullptr) {
-        g_writer = CWriterState{};
-        return false;
-    }
-    // Lines that a host has queued already.
-    if (!logger.queue.empty()) ::SetEvent(logger.wakeEvent);
-    return true;
+    if (logger.writerThread == nullptr) g_writer = CWriterState{};
+    return logger.writerThread != nullptr;
 }
 
 void Enqueue(CLogger& logger, LogRecord&& record) {
