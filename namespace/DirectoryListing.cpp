@@ -3,9 +3,11 @@
 #include <xmmintrin.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "log/Log.h"
 #include "namespace/FileInformation.h"
@@ -19,6 +21,7 @@ namespace {
 constexpr std::size_t kLongestName = 260;  // units, without the terminator
 constexpr std::size_t kFirstBlock = 4096;  // bytes
 constexpr std::size_t kLargestBlock = 1 << 20;
+constexpr std::ptrdiff_t kManyKeys = 1024;  // from here on, moving each key a few times is cheaper than comparing
 
 // The length of the name without a fragment's suffix, the whole length where it has none.
 std::size_t BaseLength(const char* name, std::size_t length) noexcept {
@@ -118,16 +121,62 @@ void CDirectoryListing::SetUnits(CKey& key, std::size_t from) const noexcept {
     key.low = word(from + perWord);
 }
 
+// Up to which unit all names are the same, as they are up to `from`.
+std::size_t CDirectoryListing::CommonLength(CKeys::const_iterator first, CKeys::const_iterator last,
+                                            std::size_t from) noexcept {
+    const wchar_t* const name = first->entry->Name();
+    std::size_t common = first->entry->length;
+    for (auto key = first; key != last && common > from; ++key) {
+        const wchar_t* const other = key->entry->Name();
+        const std::size_t most = std::min<std::size_t>(common, key->entry->length);
+        common = from;
+        while (common < most && FoldCase(other[common]) == FoldCase(name[common])) ++common;
+    }
+    return common;
+}
+
+// Those by which keys are sorted, the least one first: whether it is a fragment, then the units of the name.
+std::size_t CDirectoryListing::ByteOf(const CKey& key, std::size_t byte) noexcept {
+    if (byte == 0) return key.isFragment ? 1 : 0;
+    return (byte <= 8 ? key.low >> (8 * byte - 8) : key.high >> (8 * byte - 72)) & 0xFF;
+}
+
+// By the keys, which come in the order of reading: once for each byte that is not the same in all of them, the last
+// byte first, each time leaving equal ones in their order.
+void CDirectoryListing::SortByBytes(std::span<CKey> keys) {
+    if (m_spare == nullptr) m_spare = std::make_unique_for_overwrite<CKey[]>(keys.size());
+    std::array<std::array<std::uint32_t, 256>, kBytesOfKey> counts{};
+    for (const CKey& key : keys) {
+        for (std::size_t byte = 0; byte < kBytesOfKey; ++byte) ++counts[byte][ByteOf(key, byte)];
+    }
+    std::span<CKey> from = keys;
+    std::span<CKey> to(m_spare.get(), keys.size());
+    for (std::size_t byte = 0; byte < kBytesOfKey; ++byte) {
+        auto& count = counts[byte];
+        if (count[ByteOf(keys.front(), byte)] == keys.size()) continue;
+        std::uint32_t place = 0;
+        for (std::uint32_t& one : count) place += std::exchange(one, place);
+        for (const CKey& key : from) to[count[ByteOf(key, byte)]++] = key;
+        std::swap(from, to);
+    }
+    if (from.data() != keys.data()) std::copy(from.begin(), from.end(), keys.begin());
+}
+
 // By name from that unit on, up to which all are the same; a file before its fragments, and of files the one read
-// first.
-void CDirectoryListing::Sort(CKeys::iterator first, CKeys::iterator last, std::size_t from) noexcept {
+// first. Units that all have would fill the keys for nothing, and looking at an entry again costs more than sorting it.
+void CDirectoryListing::Sort(CKeys::iterator first, CKeys::iterator last, std::size_t from) {
+    from = CommonLength(first, last, from);
     for (auto key = first; key != last; ++key) SetUnits(*key, from);
-    std::sort(first, last, [](const CKey& one, const CKey& other) {
-        if (one.high != other.high) return one.high < other.high;
-        if (one.low != other.low) return one.low < other.low;
-        if (one.isFragment != other.isFragment) return other.isFragment;
-        return one.order < other.order;
-    });
+    if (last - first >= kManyKeys) {
+        SortByBytes({first, last});
+    } else {
+        std::sort(first, last, [](const CKey& one, const CKey& other) {
+            if (one.high != other.high) return one.high < other.high;
+            if (one.low != other.low) return one.low < other.low;
+            if (one.isFragment != other.isFragment) return other.isFragment;
+            return one.order < other.order;
+        });
+    }
     const std::uint64_t lastUnit = m_isAscii ? 0xFF : 0xFFFF;
     while (first != last) {
         const auto end = std::find_if(
@@ -159,7 +208,7 @@ void CDirectoryListing::Fold() noexcept {
 
 void CDirectoryListing::HandOver(DirectoryEntry** entries, DWORD* count) {
     MakeKeys();
-    Sort(m_keys.begin(), m_keys.end(), 0);
+    if (!m_keys.empty()) Sort(m_keys.begin(), m_keys.end(), 0);
     Fold();
     DirectoryEntry* block = nullptr;
     if (!m_keys.empty()) {

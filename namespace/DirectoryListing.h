@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,7 @@ private:
         bool isRepeated;  // it has the name of the one before it
     };
     using CKeys = std::vector<CKey>;
+    static constexpr std::size_t kBytesOfKey = 17;
 
     // Entries one behind the other, in the order of reading.
     struct CBlock {
@@ -64,7 +66,10 @@ private:
     void MakeKeys();
     std::size_t UnitsOfKey() const noexcept { return m_isAscii ? 16 : 8; }
     void SetUnits(CKey& key, std::size_t from) const noexcept;
-    void Sort(CKeys::iterator first, CKeys::iterator last, std::size_t from) noexcept;
+    static std::size_t CommonLength(CKeys::const_iterator first, CKeys::const_iterator last, std::size_t from) noexcept;
+    static std::size_t ByteOf(const CKey& key, std::size_t byte) noexcept;
+    void SortByBytes(std::span<CKey> keys);
+    void Sort(CKeys::iterator first, CKeys::iterator last, std::size_t from);
     void Fold() noexcept;
 
     std::string m_path;
@@ -73,6 +78,7 @@ private:
     std::size_t m_count = 0;
     bool m_isAscii = true;  // all names
     CKeys m_keys;
+    std::unique_ptr<CKey[]> m_spare;  // as many, while many are sorted
 };
 
 }  // namespace zd

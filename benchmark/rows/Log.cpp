@@ -3,17 +3,20 @@
 // "plugin" is the call that the plug-in's own code makes: its log, linked in. "interface" is the host's way to the log
 // of the plug-in as it ships, with finished text. "fprintf" writes the line itself, to a buffered file. Lines are
 // queued in bursts that end before the other logger's bounded queue is full; every writer runs meanwhile and has
-// caught up before the next burst.
+// caught up before the next burst. "signal" is the one step of a queued line that the plug-in has no choice about:
+// setting an event that another thread waits for.
 #include <stdarg.h>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include "benchmark/rows/Groups.h"
 #include "log/Log.h"
 #include "protocol/ProcessState.h"
+#include "protocol/UniqueHandle.h"
 #include "text/Conversion.h"
 #include "text/Format.h"
 #ifdef ZD_BENCH_SPDLOG
@@ -32,6 +35,7 @@ constexpr char kFinished[] = "ZdvfsOpen(\"pool/folder/document-000001.dat\", 0x4
 constexpr char kInterface[] = "interface";
 constexpr char kFprintf[] = "fprintf";
 constexpr char kSpdlog[] = "spdlog";
+constexpr char kSignal[] = "signal";
 
 constexpr std::int64_t kBurst = 2048;
 constexpr std::int64_t kWritten = 16384;  // lines of a try of the writer
@@ -86,6 +90,29 @@ void WaitForEmptyQueue(CLogger& logger) {
         ::Sleep(1);
     }
 }
+
+// A thread that does nothing but wait for an event, as a writer does between lines.
+class CWaiter {
+public:
+    CWaiter() : m_event(::CreateEventW(nullptr, /*manual=*/FALSE, FALSE, nullptr)) {
+        if (!m_event) throw std::runtime_error("cannot create an event");
+        m_thread = std::jthread([event = m_event.Get()](const std::stop_token& stop) {
+            while (!stop.stop_requested() && ::WaitForSingleObject(event, INFINITE) == WAIT_OBJECT_0) continue;
+        });
+    }
+    ~CWaiter() {
+        m_thread.request_stop();
+        Signal();
+    }
+    CWaiter(const CWaiter&) = delete;
+    CWaiter& operator=(const CWaiter&) = delete;
+
+    void Signal() const { ::SetEvent(m_event.Get()); }
+
+private:
+    CUniqueSystemHandle m_event;
+    std::jthread m_thread;
+};
 
 // The loggers of all rows.
 struct CLoggers {
@@ -177,6 +204,8 @@ void MeasureQueued(CReport& report, CLoggers& loggers) {
     std::vector<CContestant> contestants = {ThroughPlugin(kLineLevel), ThroughInterface(loggers, kLineLevel),
                                             Printing(loggers)};
     AddSpdlog(loggers, contestants);
+    const CWaiter waiter;
+    contestants.push_back({kSignal, Repeated([&waiter] { waiter.Signal(); })});
     CompareBursts(report, loggers, "queued", contestants);
 }
 

@@ -212,7 +212,8 @@ TEST_F(CQueryDirContentsTest, RandomNamesAreListedAsAMapWouldHoldThem) {
         };
         std::map<std::wstring, CExpected> expected;
         std::map<std::string, bool> seen;
-        const std::size_t count = NextBits(bits) % 80 + 1;
+        // Many names are sorted in another way than a few.
+        const std::size_t count = NextBits(bits) % 80 + (round % 10 == 0 || round % 10 == 3 ? 2500 : 1);
         while (files.size() < count) {
             std::string base = beginning;
             for (std::uint64_t left = NextBits(bits) % 5 + 1; left > 0; --left) {
@@ -223,8 +224,9 @@ TEST_F(CQueryDirContentsTest, RandomNamesAreListedAsAMapWouldHoldThem) {
             if (!seen.emplace(name, true).second) continue;
             files.emplace_back(name, std::int64_t{1} << files.size() % 60);
             const std::size_t semicolon = name.rfind(";F");
-            const bool isFragment = semicolon != std::string::npos && semicolon + 3 == name.size() &&
-                                    name.back() >= '1' && name.back() <= '9';
+            const std::string number = semicolon == std::string::npos ? "" : name.substr(semicolon + 2);
+            const bool isFragment = number.find_first_not_of("0123456789") == std::string::npos &&
+                                    number.find_first_not_of('0') != std::string::npos;
             const std::wstring shown = Wide(isFragment ? name.substr(0, semicolon) : name);
             if (shown.empty()) continue;
             std::wstring folded = shown;
