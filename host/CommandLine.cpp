@@ -55,6 +55,7 @@ public:
         m_app.require_subcommand(1);
         m_app.get_formatter()->column_width(34);
         m_app.set_help_flag("-h,--help", "Show this help");
+        m_app.set_version_flag("--version", "zdhost " ZD_VERSION, "Show the version");
         m_app.add_option("--as", m_caller, "Connect, then run the command as this caller: self, restricted, anonymous")
             ->type_name("WHO")
             ->check(CallerValidator());

@@ -23,6 +23,7 @@ extern const Command kPoolsCommand;
 extern const Command kIoctlCommand;
 extern const Command kControlCommand;
 extern const Command kRefreshCommand;
+extern const Command kSayCommand;
 extern const Command kLogCommand;
 extern const Command kTagCommand;
 extern const Command kSetupCommand;
@@ -31,11 +32,11 @@ extern const Command kConfigCommand;
 namespace {
 
 constexpr const Command* kCommands[] = {
-    &kPutCommand,     &kGetCommand,      &kCatCommand,           &kWriteCommand,  &kCopyCommand,
-    &kAppendCommand,  &kTruncateCommand, &kListCommand,          &kStatCommand,   &kMoveCommand,
-    &kAttribCommand,  &kTouchCommand,    &kMakeDirectoryCommand, &kRemoveCommand, &kAclCommand,
-    &kSizesCommand,   &kLabelCommand,    &kPoolsCommand,         &kIoctlCommand,  &kControlCommand,
-    &kRefreshCommand, &kLogCommand,      &kTagCommand,           &kSetupCommand,  &kConfigCommand,
+    &kPutCommand,           &kGetCommand,     &kCatCommand,     &kWriteCommand, &kCopyCommand,   &kAppendCommand,
+    &kTruncateCommand,      &kListCommand,    &kStatCommand,    &kMoveCommand,  &kAttribCommand, &kTouchCommand,
+    &kMakeDirectoryCommand, &kRemoveCommand,  &kAclCommand,     &kSizesCommand, &kLabelCommand,  &kPoolsCommand,
+    &kIoctlCommand,         &kControlCommand, &kRefreshCommand, &kSayCommand,   &kLogCommand,    &kTagCommand,
+    &kSetupCommand,         &kConfigCommand,
 };
 
 }  // namespace

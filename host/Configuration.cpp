@@ -9,32 +9,6 @@ namespace zd {
 
 namespace {
 
-enum class Zero { Counts, IsDefault, IsOff };
-
-struct NumberRule {
-    const wchar_t* name;
-    std::int64_t defaultValue;
-    Zero zero;
-};
-
-constexpr NumberRule kNumbers[] = {
-    {L"MaxFileSizeMB", 51200, Zero::IsDefault},
-    {L"MaxOpenFragments", 100, Zero::IsDefault},
-    {L"LocalCacheOff", 0, Zero::Counts},
-    {L"EDB DIRECT IO", 1, Zero::Counts},
-    {L"HighestValidNameChar", 0, Zero::Counts},
-    {L"SyncFileCount", 1000, Zero::Counts},
-    {L"TaskCloseWait", 900, Zero::IsDefault},
-    {L"TaskTimeAdd", 600, Zero::IsOff},
-    {L"DebugLevel", 1, Zero::IsDefault},
-    {L"LogSuppressRepeatedMessages", 0, Zero::Counts},
-    {L"LogNumMsgs", 16, Zero::IsDefault},
-    {L"LogOccurLimit", 1000, Zero::IsDefault},
-    {L"LogTimeLimit", 60, Zero::IsDefault},
-    {L"LogNumCharsForMatch", 256, Zero::IsDefault},
-    {L"LogSuppressorUpdateInterval", 60, Zero::IsDefault},
-};
-
 constexpr std::size_t kLongestAgentPath = 1024 * sizeof(wchar_t);
 constexpr std::size_t kLongestLogPath = 766;
 
@@ -79,7 +53,10 @@ public:
         AddLogPath();
         const std::int64_t type = AddAgentType();
         AddConfigurationFile(type);
-        for (const NumberRule& rule : kNumbers) AddNumber(rule);
+        for (const Setting& setting : Settings()) {
+            // The agent type, the other number of the key, has been looked for in two places.
+            if (setting.key == SettingsKey::Zdvfs && setting.kind != SettingKind::Choice) AddNumber(setting);
+        }
         AddFileRows(m_result, m_libraryFolder, m_agentFolder);
         JudgeConfiguration(m_result);
         return std::move(m_result);
@@ -141,24 +118,18 @@ private:
     void AddLogPath() {
         ConfigRow& row = Add("logpath", ConfigValue());
         const auto text = TextOf(row, L"Agent", L"logpath");
-        if (text && !text->empty()) {
-            Take(row, ToUtf8(*text), Place(L"Agent", L"logpath"));
-            if (text->size() > kLongestLogPath) row.warnings.push_back("it is too long: there is no log file");
+        if (text && text->empty()) row.warnings.push_back(IsEmpty(L"Agent", L"logpath"));
+        const auto folder = FindLogFolder(m_result.tree);
+        if (!folder) {
+            row.warnings.push_back("neither Agent\\logpath nor Agent\\path names a folder: there is no log file");
             return;
         }
-        if (text) row.warnings.push_back(IsEmpty(L"Agent", L"logpath"));
-        // The log does not fall back to the program's folder as everything else does.
-        const auto agent = Stored(L"Agent", L"path");
-        const auto folder = agent ? agent->Text() : std::nullopt;
-        if (folder && !folder->empty()) {
-            Take(row, ToUtf8(*folder + L"log"), Place(L"Agent", L"path"));
-        } else {
-            row.warnings.push_back("neither Agent\\logpath nor Agent\\path names a folder: there is no log file");
-        }
+        Take(row, ToUtf8(folder->path), folder->place);
+        if (text && text->size() > kLongestLogPath) row.warnings.push_back("it is too long: there is no log file");
     }
 
     std::int64_t AddAgentType() {
-        ConfigRow& row = Add("AgentType", std::int64_t{0});
+        ConfigRow& row = Add("AgentType", FindSetting(SettingsKey::Agent, L"AgentType").standard);
         bool found = false;
         for (const wchar_t* below : {L"ZDVFS", L"Agent"}) {
             const auto stored = Stored(below, L"AgentType");
@@ -210,20 +181,20 @@ private:
         }
     }
 
-    void AddNumber(const NumberRule& rule) {
-        ConfigRow& row = Add(ToUtf8(rule.name).c_str(), rule.defaultValue);
-        const auto stored = Stored(L"ZDVFS", rule.name);
+    void AddNumber(const Setting& setting) {
+        ConfigRow& row = Add(ToUtf8(setting.value).c_str(), setting.standard);
+        const auto stored = Stored(L"ZDVFS", setting.value);
         if (!stored) return;
         const auto number = stored->Number();
         if (!number) {
-            row.warnings.push_back(WrongType(Place(L"ZDVFS", rule.name), *stored, "REG_DWORD"));
+            row.warnings.push_back(WrongType(Place(L"ZDVFS", setting.value), *stored, setting.type));
             return;
         }
-        if (*number == 0 && rule.zero == Zero::IsDefault) {
+        if (*number == 0 && setting.zero == Zero::IsDefault) {
             row.warnings.push_back("0 is stored, which counts as the default");
             return;
         }
-        Take(row, std::int64_t{*number}, Place(L"ZDVFS", rule.name));
+        Take(row, std::int64_t{*number}, Place(L"ZDVFS", setting.value));
     }
 
     std::wstring m_libraryFolder;
@@ -233,6 +204,16 @@ private:
 };
 
 }  // namespace
+
+std::optional<LogFolder> FindLogFolder(SettingsTree tree) {
+    const auto text = [tree](const wchar_t* name) {
+        const auto stored = ReadValue(tree, L"Agent", name);
+        return stored ? stored->Text().value_or(L"") : std::wstring();
+    };
+    if (auto folder = text(L"logpath"); !folder.empty()) return LogFolder{folder, Place(L"Agent", L"logpath")};
+    if (auto agent = text(L"path"); !agent.empty()) return LogFolder{agent + L"log", Place(L"Agent", L"path")};
+    return std::nullopt;
+}
 
 Configuration ReadConfiguration(const std::wstring& libraryFolder, const std::wstring& pool) {
     return CReader(libraryFolder, pool).Read();

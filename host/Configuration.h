@@ -31,6 +31,14 @@ struct Configuration {
 // Throws CFailure where the registry refuses.
 Configuration ReadConfiguration(const std::wstring& libraryFolder, const std::wstring& pool);
 
+// The folder of the log files, with or without a separator at its end, and the value that names it. The log does not
+// fall back to the program's folder as everything else does.
+struct LogFolder {
+    std::wstring path;
+    std::string place;
+};
+std::optional<LogFolder> FindLogFolder(SettingsTree tree);
+
 // Adds the rows of zd.conf in the agent's folder.
 void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder, const std::wstring& agentFolder);
 

@@ -27,7 +27,8 @@ constexpr int kNoAgentId = -1;
 class CIniReader {
 public:
     explicit CIniReader(const std::wstring& folder)
-        : m_module(::LoadLibraryExW((folder + L"hul.dll").c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)) {
+        : m_module(::LoadLibraryExW((folder + L"hul.dll").c_str(), nullptr,
+                                    LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)) {
         if (m_module == nullptr) return;
         Find("InifileGetValueA", m_value);
         Find("InifileGetIntegerA", m_integer);
@@ -138,27 +139,23 @@ void JudgePlaces(const CIniReader& reader, const std::string& file, const CFileL
     if (lines > 1) row.warnings.push_back("zd.conf holds it " + std::to_string(lines) + " times: one of them counts");
 }
 
-ConfigRow NumberRow(const CIniReader& reader, const std::string& file, const char* key, std::int64_t defaultValue) {
-    ConfigRow row{key, defaultValue, "default", "", defaultValue, {}};
-    const auto text = reader.Value(file, key);
-    if (!text) return row;
-    if (const auto value = reader.Integer(file, key)) {
+void TakeNumber(const CIniReader& reader, const std::string& file, ConfigRow& row) {
+    const auto text = reader.Value(file, row.name.c_str());
+    if (!text) return;
+    if (const auto value = reader.Integer(file, row.name.c_str())) {
         row.value = std::int64_t{*value};
         row.source = "zd.conf";
     } else {
         row.warnings.push_back("\"" + *text + "\" is no number: it has no effect");
     }
-    return row;
 }
 
-ConfigRow ListRow(const CIniReader& reader, const std::string& file) {
-    ConfigRow row{"PREFERRED_EXT_SEGKSIZE", std::string(), "default", "", std::string(), {}};
-    if (const auto text = reader.Value(file, "PREFERRED_EXT_SEGKSIZE")) {
-        row.value = *text;
-        row.source = "zd.conf";
-        row.warnings = JudgeSizeList(*text);
-    }
-    return row;
+void TakeList(const CIniReader& reader, const std::string& file, ConfigRow& row) {
+    const auto text = reader.Value(file, row.name.c_str());
+    if (!text) return;
+    row.value = *text;
+    row.source = "zd.conf";
+    row.warnings = JudgeSizeList(*text);
 }
 
 }  // namespace
@@ -176,8 +173,11 @@ void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder
                                          " holds characters outside the code page: the plug-in does not find it");
     }
     const CFileLayout layout = LayoutOf(wideFile);
-    for (ConfigRow row : {NumberRow(reader, file, "IFS_COMPRESSION", 0), NumberRow(reader, file, "ENCRYPTION", 0),
-                          NumberRow(reader, file, "RESTORE_DECRYPT_LOCAL", 1), ListRow(reader, file)}) {
+    for (const Setting& setting : AllSettings()) {
+        if (setting.key != SettingsKey::AgentFile) continue;
+        const ConfigValue standard = IsNumber(setting) ? ConfigValue(setting.standard) : ConfigValue(std::string());
+        ConfigRow row{ToUtf8(setting.value), standard, "default", "", standard, {}};
+        IsNumber(setting) ? TakeNumber(reader, file, row) : TakeList(reader, file, row);
         if (row.source == "zd.conf") row.place = ToUtf8(wideFile);
         JudgePlaces(reader, file, layout, row);
         configuration.rows.push_back(std::move(row));

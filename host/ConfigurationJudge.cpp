@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::int64_t kHighestSuppressed = 2;
 constexpr std::int64_t kLargestSigned = 0x7FFFFFFF;
-constexpr std::int64_t kHighestAgentType = 3;
 constexpr std::int64_t kNotice = 3;
 constexpr std::int64_t kTrace = 6;
 
@@ -42,6 +41,9 @@ private:
         throw CFailure("no row " + name);
     }
 
+    // Whether the number in force is above those that have a meaning of their own.
+    bool IsAbove(const std::string& name) { return Number(name) > FindSetting(SettingsKey::Zdvfs, ToWide(name)).most; }
+
     std::int64_t Number(const std::string& name) { return std::get<std::int64_t>(Row(name).value); }
 
     void WarnIfSet(const std::string& name, const std::string& text) {
@@ -50,7 +52,7 @@ private:
     }
 
     void JudgeAgentType() {
-        if (Number("AgentType") <= kHighestAgentType) return;
+        if (!IsAbove("AgentType")) return;
         WarnIfSet("AgentType", std::to_string(Number("AgentType")) +
                                    " is no agent type with a meaning of its own (0 to 3): it only hands over the file "
                                    "of Agent\\ConfigFilePath");
@@ -59,7 +61,7 @@ private:
     void JudgeNames() {
         const std::int64_t highest = Number("HighestValidNameChar");
         const std::int64_t counts = highest & 0xFFFF;
-        if (highest > 0xFFFF) {
+        if (IsAbove("HighestValidNameChar")) {
             Row("HighestValidNameChar").value = counts;
             WarnIfSet("HighestValidNameChar", "only the low 16 bits of " + std::to_string(highest) + " count");
         }
@@ -69,7 +71,7 @@ private:
     }
 
     void JudgeFragments() {
-        if (Number("MaxOpenFragments") > kLargestSigned) {
+        if (IsAbove("MaxOpenFragments")) {
             WarnIfSet("MaxOpenFragments", "as a signed number it is below 0: a handle keeps one fragment open");
         }
         if (Number("EDB DIRECT IO") == 0 && Number("LocalCacheOff") != 0) {
@@ -78,8 +80,7 @@ private:
     }
 
     void JudgeTask() {
-        const std::int64_t add = Number("TaskTimeAdd");
-        if (add >= 1 && add <= kLargestSigned) return;
+        if (Number("TaskTimeAdd") != 0 && !IsAbove("TaskTimeAdd")) return;
         WarnIfSet("TaskTimeAdd", "the renewal of the storage task is off");
         WarnIfSet("TaskCloseWait", "it has no effect: TaskTimeAdd turns the renewal off");
     }
@@ -96,7 +97,11 @@ private:
         if (Number("LogSuppressRepeatedMessages") == 0) {
             off = "it has no effect: LogSuppressRepeatedMessages is 0";
         } else if (level > kHighestSuppressed && level <= kLargestSigned) {
-            off = "it has no effect: DebugLevel is above 2";
+            // The level in force before a reading is what switches the folding off.
+            off =
+                "DebugLevel is above 2: folding ends at the GetProtocol or refresh after the one that brings this "
+                "level "
+                "into force";
             WarnIfSet("LogSuppressRepeatedMessages", off);
         }
         if (!off.empty()) {
@@ -105,7 +110,7 @@ private:
             }
         }
         for (const char* name : {"LogOccurLimit", "LogNumCharsForMatch"}) {
-            if (Number(name) > kLargestSigned) WarnIfSet(name, "as a signed number it is below 0");
+            if (IsAbove(name)) WarnIfSet(name, "as a signed number it is below 0");
         }
     }
 

@@ -11,7 +11,11 @@ namespace zd {
 namespace {
 
 constexpr std::size_t kLongestList = 255;
-constexpr long kLargestSize = 2097151;  // KiB: the size is a signed 32-bit number of bytes
+
+// In KiB: the size is a signed 32-bit number of bytes.
+std::int64_t LargestSize() {
+    return FindSetting(SettingsKey::AgentFile, L"PREFERRED_EXT_SEGKSIZE").most;
+}
 
 // Looks at one item after the other, in the order in which the plug-in compares them with a name.
 class CListJudge {
@@ -20,8 +24,8 @@ public:
         const std::string quoted = "\"" + extension + "\"";
         if (!hasSize) {
             Warn("the size of " + quoted + " is no number and counts as 0");
-        } else if (size < 0 || size > kLargestSize) {
-            Warn("the size of " + quoted + " does not fit: KiB from 0 to " + std::to_string(kLargestSize));
+        } else if (size < 0 || size > LargestSize()) {
+            Warn("the size of " + quoted + " does not fit: KiB from 0 to " + std::to_string(LargestSize()));
         }
         const auto wide = TryToWide(extension);
         if (extension.empty()) {

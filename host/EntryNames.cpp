@@ -3,10 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string_view>
-
-#include "Text.h"
 
 namespace zd {
 
@@ -68,20 +65,6 @@ std::string WhyNotRemote(const std::wstring& name) {
     if (HasHalfCharacter(name)) return "the name holds half a character";
     if (HasShapeOfPart(name)) return "the pool keeps the parts of large files under such names";
     return "";
-}
-
-std::string Printable(const std::wstring& name) {
-    std::wstring text;
-    for (const wchar_t c : name) {
-        if (c >= L' ' && c != 0x7F && !(c >= 0x80 && c < 0xA0)) {
-            text.push_back(c);
-            continue;
-        }
-        wchar_t code[16];
-        std::swprintf(code, std::size(code), L"<%04x>", static_cast<unsigned>(c));
-        text += code;
-    }
-    return ToUtf8(text);
 }
 
 }  // namespace zd

@@ -12,7 +12,4 @@ std::string WhyNotLocal(const std::wstring& name);
 // Why a local entry cannot have its name in the pool, or would not be a file of its own there; empty where it can.
 std::string WhyNotRemote(const std::wstring& name);
 
-// UTF-8 in which nothing controls a terminal.
-std::string Printable(const std::wstring& name);
-
 }  // namespace zd

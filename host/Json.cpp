@@ -4,6 +4,7 @@
 
 #include "Attributes.h"
 #include "RemoteFile.h"
+#include "Text.h"
 #include "Times.h"
 
 namespace zd {
@@ -28,7 +29,9 @@ Json JsonOfRecord(const Record& record) {
 }  // namespace
 
 std::string JsonLine(const Json& value) {
-    return value.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace);
+    // The library leaves those beyond ASCII and DEL as they are.
+    return ReplaceControls(value.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace),
+                           "\\u", "");
 }
 
 Json JsonOf(const FileInformation& record) {

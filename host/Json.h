@@ -10,7 +10,8 @@ namespace zd {
 
 using Json = nlohmann::ordered_json;
 
-// On one line. Text that is no UTF-8 (a name with half a character) has U+FFFD in its place.
+// On one line, without control characters. Text that is no UTF-8 (a name with half a character) has U+FFFD in its
+// place.
 std::string JsonLine(const Json& value);
 
 // "directory", "size", "attributes", the four times and "mode" of a record; a missing time is null.

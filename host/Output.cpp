@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "Failure.h"
+#include "Text.h"
 
 namespace zd {
 
@@ -24,8 +25,8 @@ void WriteOutput(const void* data, std::size_t size) {
 }
 
 void WriteLine(std::string_view line) {
-    WriteOutput(line.data(), line.size());
-    WriteOutput("\n", 1);
+    const std::string shown = Printable(line) + "\n";
+    WriteOutput(shown.data(), shown.size());
     FlushOutput();
 }
 
@@ -34,7 +35,7 @@ void FlushOutput() {
 }
 
 void WriteError(std::string_view text) {
-    std::fprintf(stderr, "zdhost: %.*s\n", static_cast<int>(text.size()), text.data());
+    std::fprintf(stderr, "zdhost: %s\n", Printable(text).c_str());
     std::fflush(stderr);
 }
 

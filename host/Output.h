@@ -12,13 +12,13 @@ void PrepareStreams();
 // Writes bytes to standard output; throws CFailure where not all could be written.
 void WriteOutput(const void* data, std::size_t size);
 
-// Writes a line to standard output; throws like WriteOutput.
+// Writes a line to standard output, made Printable; throws like WriteOutput.
 void WriteLine(std::string_view line);
 
 // Pushes what was written through to the system; throws CFailure where that fails.
 void FlushOutput();
 
-// Writes "zdhost: <text>" to standard error.
+// Writes "zdhost: <text>" to standard error, made Printable.
 void WriteError(std::string_view text);
 
 // The columns of the terminal that standard error is; 0 where it is none, and no progress line can be drawn.

@@ -3,7 +3,6 @@
 #include "Failure.h"
 #include "Impersonation.h"
 #include "LocalFile.h"
-#include "Settings.h"
 #include "Text.h"
 
 namespace zd {
@@ -12,15 +11,6 @@ namespace {
 
 // How long the end of the session waits for the log to be written out.
 constexpr DWORD kLogWaitMilliseconds = 30000;
-
-std::wstring PluginBesideProgram() {
-    std::wstring path(32768, L'\0');
-    const DWORD length = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    if (length == 0 || length >= path.size()) throw CFatalFailure("cannot tell where this program stands");
-    path.resize(length);
-    path.resize(path.rfind(L'\\') + 1);
-    return path + L"ZdvfsProtocol.dll";
-}
 
 template <std::size_t kWidth>
 void CopyField(wchar_t (&field)[kWidth], const std::string& text, const char* option) {
@@ -61,7 +51,7 @@ IProtocolManager& CSession::Plugin() {
 }
 
 std::wstring CSession::PluginPath() const {
-    return m_options.plugin.empty() ? PluginBesideProgram() : AbsolutePath(ToWide(m_options.plugin));
+    return m_options.plugin.empty() ? zdvfs::PathBesideProgram() : AbsolutePath(ToWide(m_options.plugin));
 }
 
 std::wstring CSession::LibraryFolder() const {
@@ -69,37 +59,19 @@ std::wstring CSession::LibraryFolder() const {
     return path.substr(0, path.rfind(L'\\') + 1);
 }
 
-void CSession::PrepareLog() {
-    m_logger = std::make_unique<CLogger>();
-    m_logger->formerMakerKeys = FormerTreeInUse();
-    // The plug-in opens this key with its first line, which comes after it has first read the settings of suppression.
-    // A key that is there before lets them count from the beginning.
-    const std::wstring key = RootOf(m_logger->formerMakerKeys ? SettingsTree::Former : SettingsTree::Present);
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (key + L"\\ZDVFS").c_str(), 0, KEY_READ, &m_logger->settingsKey) !=
-        ERROR_SUCCESS) {
-        m_logger->settingsKey = nullptr;
-    }
-}
-
 void CSession::Load() {
-    if (m_module == nullptr) {
-        const std::wstring path = PluginPath();
-        // The plug-in's own libraries stand beside it, which need not be where this program stands.
-        m_module = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-        if (m_module == nullptr) {
-            throw CFatalFailure(DescribeFailure("loading the plug-in", ::GetLastError(), path));
+    try {
+        if (!m_library) m_library.emplace(PluginPath());
+        if (!m_log) {
+            m_log.emplace();
+            if (m_trace != nullptr) m_trace->Attach(m_library->Module(), *m_log->Get());
         }
-    }
-    const auto address = ::GetProcAddress(m_module, "GetProtocol");
-    if (address == nullptr) throw CFatalFailure(DescribeFailure("looking up GetProtocol", ::GetLastError(), L""));
-    const auto getProtocol = reinterpret_cast<GetProtocolFunction>(reinterpret_cast<void*>(address));
-    if (m_logger == nullptr) {
-        PrepareLog();
-        if (m_trace != nullptr) m_trace->Attach(m_module, *m_logger);
+    } catch (const zdvfs::CError& error) {
+        throw CFatalFailure(error.what());
     }
     void* hostContext = this;
-    m_manager = m_trace != nullptr ? m_trace->MakeManager(getProtocol, &hostContext, m_logger.get())
-                                   : getProtocol(&hostContext, m_logger.get());
+    m_manager = m_trace != nullptr ? m_trace->MakeManager(m_library->Entry(), &hostContext, m_log->Get())
+                                   : m_library->Entry()(&hostContext, m_log->Get());
     if (m_manager == nullptr) throw CFatalFailure("GetProtocol answered no object");
 }
 
@@ -135,20 +107,11 @@ void CSession::Disconnect() {
 
 void CSession::End() {
     const DWORD disconnected = Release();
-    bool stopped = true;
-    if (m_logger != nullptr) {
-        stopped = m_logger->Stop(kLogWaitMilliseconds);
-        if (stopped) {
-            if (m_logger->settingsKey != nullptr) ::RegCloseKey(m_logger->settingsKey);
-            m_logger.reset();
-        } else {
-            // The thread still uses it; the process ends soon and takes both with it.
-            static_cast<void>(m_logger.release());
-        }
-    }
+    // Where the writer goes on, the process ends soon and takes it with the log.
+    const bool stopped = !m_log || m_log->Stop(kLogWaitMilliseconds);
     if (m_trace != nullptr) m_trace->Detach();
-    if (m_module != nullptr && stopped) ::FreeLibrary(m_module);
-    m_module = nullptr;
+    if (m_library && !stopped) m_library->KeepLoaded();
+    m_library.reset();
     if (disconnected != ERROR_SUCCESS) ThrowFailure("ZdDisconnect", disconnected, ToWide(m_options.pool));
     if (!stopped) throw CFailure("the plug-in's log could not be finished");
     if (m_trace != nullptr) m_trace->Finish();

@@ -4,11 +4,12 @@
 #include <windows.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "IProtocolManager.h"
-#include "Logger.h"
 #include "trace/Trace.h"
+#include "ZdvfsLoader.h"
 
 namespace zd {
 
@@ -54,14 +55,13 @@ public:
 private:
     std::wstring PluginPath() const;
     void Load();
-    void PrepareLog();
     void Connect();
     DWORD Release();
 
     SessionOptions m_options;
     std::unique_ptr<CTrace> m_trace;  // where one is wanted
-    HMODULE m_module = nullptr;
-    std::unique_ptr<CLogger> m_logger;  // outlives the plug-in's object and the thread that writes the log
+    std::optional<zdvfs::CLibrary> m_library;
+    std::optional<zdvfs::CLog> m_log;  // outlives the plug-in's object and the thread that writes the log
     IProtocolManager* m_manager = nullptr;
     bool m_connected = false;
 };

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Failure.h"
+#include "ZdvfsLoader.h"
 
 namespace zd {
 
@@ -13,49 +14,6 @@ namespace {
 
 constexpr wchar_t kPoolFile[] = L"ConfigFilePath";
 constexpr wchar_t kPoolDirectory[] = L"TopLevelDirectory";
-
-constexpr Setting kSettings[] = {
-    {"--agent-path", SettingsKey::Agent, L"path", SettingKind::Folder, "FOLDER",
-     "Folder of zd.conf and of the pools' .cfg files (default: the folder of the host program)"},
-    {"--log-path", SettingsKey::Agent, L"logpath", SettingKind::Path, "FOLDER",
-     "Folder of the log files (default: \"log\" below the agent folder)"},
-    {"--config-file", SettingsKey::Agent, L"ConfigFilePath", SettingKind::Path, "FILE",
-     "Configuration file of agent types other than 1 to 3"},
-    {"--agent-key-type", SettingsKey::Agent, L"AgentType", SettingKind::Number, "N",
-     "Agent type, read where --agent-type is not set (default 0)"},
-    {"--agent-type", SettingsKey::Zdvfs, L"AgentType", SettingKind::Number, "N",
-     "Agent type; other than 0 makes connections look for a configuration file"},
-    {"--max-file-size-mb", SettingsKey::Zdvfs, L"MaxFileSizeMB", SettingKind::Number, "N",
-     "Size of a fragment in MiB (default 51200)"},
-    {"--max-open-fragments", SettingsKey::Zdvfs, L"MaxOpenFragments", SettingKind::Number, "N",
-     "Fragments of one handle that are open at once (default 100)"},
-    {"--local-cache-off", SettingsKey::Zdvfs, L"LocalCacheOff", SettingKind::Number, "0|1",
-     "1 opens files past the storage library's cache (default 0)"},
-    {"--edb-direct-io", SettingsKey::Zdvfs, L"EDB DIRECT IO", SettingKind::Number, "0|1",
-     "0 opens written .edb files for reading too, and through the cache (default 1)"},
-    {"--highest-valid-name-char", SettingsKey::Zdvfs, L"HighestValidNameChar", SettingKind::Number, "N",
-     "Highest character that names may hold; 0 allows all (default 0)"},
-    {"--sync-file-count", SettingsKey::Zdvfs, L"SyncFileCount", SettingKind::Number, "N",
-     "File count handed to the storage library (default 1000)"},
-    {"--task-close-wait", SettingsKey::Zdvfs, L"TaskCloseWait", SettingKind::Number, "SECONDS",
-     "Quiet time after which the storage task may stop (default 900)"},
-    {"--task-time-add", SettingsKey::Zdvfs, L"TaskTimeAdd", SettingKind::Number, "SECONDS",
-     "Time added when the storage task is renewed; 0 turns renewal off (default 600)"},
-    {"--debug-level", SettingsKey::Zdvfs, L"DebugLevel", SettingKind::Number, "N",
-     "Level of the log: 1 errors, 2 warnings, 3 notices, 6 everything (default 1)"},
-    {"--log-suppress", SettingsKey::Zdvfs, L"LogSuppressRepeatedMessages", SettingKind::Number, "0|1",
-     "1 leaves repeated lines out of the log (default 0)"},
-    {"--log-num-msgs", SettingsKey::Zdvfs, L"LogNumMsgs", SettingKind::Number, "N",
-     "Different lines remembered when looking for repetition (default 16)"},
-    {"--log-occur-limit", SettingsKey::Zdvfs, L"LogOccurLimit", SettingKind::Number, "N",
-     "Repetitions after which a summary is written (default 1000)"},
-    {"--log-time-limit", SettingsKey::Zdvfs, L"LogTimeLimit", SettingKind::Number, "SECONDS",
-     "Time after which a summary is written (default 60)"},
-    {"--log-chars-for-match", SettingsKey::Zdvfs, L"LogNumCharsForMatch", SettingKind::Number, "N",
-     "Leading characters that make two lines equal (default 256)"},
-    {"--log-update-interval", SettingsKey::Zdvfs, L"LogSuppressorUpdateInterval", SettingKind::Number, "SECONDS",
-     "How often these log settings are read again (default 60)"},
-};
 
 std::wstring PathOf(SettingsTree tree, const std::wstring& below) {
     return below.empty() ? RootOf(tree) : RootOf(tree) + (L"\\" + below);
@@ -178,16 +136,8 @@ void RemoveIfEmpty(SettingsTree tree, const std::wstring& below) {
 
 }  // namespace
 
-std::span<const Setting> Settings() {
-    return kSettings;
-}
-
-const wchar_t* NameOf(SettingsKey key) {
-    return key == SettingsKey::Zdvfs ? L"ZDVFS" : L"Agent";
-}
-
 const wchar_t* RootOf(SettingsTree tree) {
-    return tree == SettingsTree::Present ? L"SOFTWARE\\Orvane\\Zendra" : L"SOFTWARE\\Halvern\\Zendra";
+    return tree == SettingsTree::Present ? zdvfs::kProductTree : zdvfs::kFormerProductTree;
 }
 
 bool TreeExists(SettingsTree tree) {
@@ -252,7 +202,7 @@ void StorePoolFile(SettingsTree tree, const std::wstring& pool, const std::wstri
 }
 
 void ClearSettings(SettingsTree tree) {
-    for (const Setting& setting : kSettings) {
+    for (const Setting& setting : Settings()) {
         const CKey key = CKey::Open(PathOf(tree, NameOf(setting.key)), KEY_READ | KEY_WRITE);
         if (key) key.Remove(setting.value);
     }
@@ -276,7 +226,7 @@ void ClearSettings(SettingsTree tree) {
 
 bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring&)>& line) {
     if (!CKey::Open(RootOf(tree), KEY_READ)) return false;
-    for (const Setting& setting : kSettings) {
+    for (const Setting& setting : Settings()) {
         const CKey key = CKey::Open(PathOf(tree, NameOf(setting.key)), KEY_READ);
         if (!key) continue;
         const auto shown = key.Shown(setting.value);

@@ -1,4 +1,4 @@
-// The registry values that the plug-in reads, as a table: what `zdhost setup` writes, shows and removes.
+// The registry values that the plug-in reads: what `zdhost setup` writes, shows and removes.
 #pragma once
 
 #include <windows.h>
@@ -6,37 +6,18 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
+
+#include "SettingTable.h"
 
 namespace zd {
 
 // The two trees under HKEY_LOCAL_MACHINE. The plug-in uses the former maker's only where the other one is missing.
 enum class SettingsTree { Present, Former };
 
-// The key of a value below the tree's root.
-enum class SettingsKey { Zdvfs, Agent };
-
-enum class SettingKind { Number, Text, Folder, Path };
-
-struct Setting {
-    const char* option;    // the option of `zdhost setup`
-    SettingsKey key;       // where the value stands
-    const wchar_t* value;  // its name
-    SettingKind kind;      // Number is REG_DWORD, all others REG_SZ; Folder ends in a separator
-    const char* shownAs;   // the argument in the help
-    const char* help;      // what the value does, with its default
-};
-
-// Every value but those of the pools' subkeys.
-std::span<const Setting> Settings();
-
 // "SOFTWARE\Orvane\Zendra" or "SOFTWARE\Halvern\Zendra".
 const wchar_t* RootOf(SettingsTree tree);
-
-// "ZDVFS" or "Agent".
-const wchar_t* NameOf(SettingsKey key);
 
 // The subkey of the pools.
 constexpr wchar_t kPoolListKey[] = L"ZDVFS\\SpaList";

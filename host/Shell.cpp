@@ -81,7 +81,8 @@ private:
     bool Next() {
         if (m_prompt) {
             // Beside standard output, which may be gathering data.
-            std::fputs((m_context.session.PoolName() + ":" + ToUtf8(m_context.directory) + "> ").c_str(), stderr);
+            const std::string where = m_context.session.PoolName() + ":" + ToUtf8(m_context.directory);
+            std::fputs((Printable(where) + "> ").c_str(), stderr);
             std::fflush(stderr);
         }
         return m_console ? m_console->Next() : m_lines.Next();

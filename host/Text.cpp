@@ -77,6 +77,15 @@ int ShiftOfSuffix(char c) {
     }
 }
 
+// The bytes that a control character takes at the front of the text; 0 where there is none. U+0080 to U+009F are
+// control characters too, which some terminals obey.
+std::size_t ControlBytes(std::string_view text) {
+    const auto byte = static_cast<unsigned char>(text[0]);
+    if (byte < 0x20 || byte == 0x7F) return 1;
+    const bool isBeyond = byte == 0xC2 && text.size() > 1 && static_cast<unsigned char>(text[1]) - 0x80U < 0x20U;
+    return isBeyond ? 2 : 0;
+}
+
 }  // namespace
 
 std::string ToUtf8(std::wstring_view text) {
@@ -125,6 +134,27 @@ std::wstring ToWide(std::string_view text) {
     if (!wide) throw CUsageError("text that is not UTF-8");
     if (wide->find(L'\0') != std::wstring::npos) throw CUsageError("text that holds a zero character");
     return std::move(*wide);
+}
+
+std::string ReplaceControls(std::string_view text, std::string_view before, std::string_view after) {
+    std::string replaced;
+    while (!text.empty()) {
+        const std::size_t bytes = ControlBytes(text);
+        if (bytes == 0) {
+            replaced.push_back(text[0]);
+        } else {
+            char code[8];
+            // The second of two bytes holds the code's low bits, and they are the code.
+            std::snprintf(code, sizeof(code), "%04x", static_cast<unsigned char>(text[bytes - 1]));
+            replaced.append(before).append(code).append(after);
+        }
+        text.remove_prefix(bytes == 0 ? 1 : bytes);
+    }
+    return replaced;
+}
+
+std::string Printable(std::string_view text) {
+    return ReplaceControls(text, "<", ">");
 }
 
 std::optional<std::uint64_t> ParseNumber(std::string_view text, std::uint64_t most) {

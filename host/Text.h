@@ -18,6 +18,13 @@ std::optional<std::wstring> TryToWide(std::string_view text);
 // The reverse for text that came from the user; throws CUsageError where the bytes are not UTF-8.
 std::wstring ToWide(std::string_view text);
 
+// UTF-8 in which each control character, those beyond ASCII among them, is replaced by `before`, the four hexadecimal
+// digits of its code, and `after`.
+std::string ReplaceControls(std::string_view text, std::string_view before, std::string_view after);
+
+// UTF-8 on one line, in which nothing controls a terminal: a control character shows by its code, as <000a>.
+std::string Printable(std::string_view text);
+
 // A whole number, decimal or 0x hexadecimal, not above `most`; nothing for anything else.
 std::optional<std::uint64_t> ParseNumber(std::string_view text, std::uint64_t most);
 

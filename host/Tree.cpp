@@ -30,7 +30,7 @@ CTreeTransfer::CTreeTransfer(std::string_view verb, std::string shown, const Cop
     : m_verb(verb), m_options(options), m_transfer(verb, std::move(shown), std::nullopt, quiet) {}
 
 void CTreeTransfer::Fail(const std::wstring& path, const std::string& why) {
-    m_transfer.Tell(m_verb + " " + Printable(path) + ": " + why);
+    m_transfer.Tell(m_verb + " " + Printable(ToUtf8(path)) + ": " + why);
     m_failures.push_back({path, why});
 }
 

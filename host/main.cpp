@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <exception>
 #include <string>
 #include <vector>
@@ -9,6 +11,9 @@
 #include "Text.h"
 
 int wmain(int count, wchar_t** words) {
+    // Whatever a storage library loads by name alone comes from the program's or the system's folder, never from the
+    // current one or from PATH.
+    if (::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS) == FALSE) return zd::kExitFailed;
     try {
         zd::PrepareStreams();
         zd::CatchInterrupts();

@@ -10,6 +10,8 @@
 //     ...
 //     manager->Release();
 //
+// ZdvfsLoader.h does the loading.
+//
 // Host and library are built with the same compiler and C++ standard library over the universal C runtime.
 //
 // Results. An operation answers a 32-bit Win32 code, 0 for success, unless its comment says otherwise. No exception

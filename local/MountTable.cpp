@@ -11,8 +11,8 @@ namespace {
 void LogFailedMount(const ZdvfsMountBlock& block, const std::wstring& root, DWORD error) noexcept {
     try {
         if (!block.logCallback || block.logLevel < 1) return;
-        const std::string line = "zdvfs: cannot mount pool " + std::string(block.poolName) + " under " + Narrow(root) +
-                                 ": error " + std::to_string(error) + "\n";
+        const std::string line = "zdvfs: cannot mount pool " + Escape(block.poolName, IsShownText) + " under " +
+                                 Narrow(root) + ": error " + std::to_string(error) + "\n";
         block.logCallback(1, line.c_str());
     } catch (...) {
         // The mount's own failure is what counts.

@@ -125,8 +125,12 @@ std::optional<std::string> Unescape(std::string_view text) {
     return plain;
 }
 
+bool IsShownText(unsigned char byte) {
+    return byte >= 0x20 && byte != 0x7f;
+}
+
 bool IsLineText(unsigned char byte) {
-    return byte >= 0x20 && byte != 0x7f && byte != '%';
+    return IsShownText(byte) && byte != '%';
 }
 
 bool IsWordText(unsigned char byte) {

@@ -40,7 +40,8 @@ std::uint64_t StableHash(std::string_view bytes, std::uint64_t seed = 0xcbf29ce4
 std::string Escape(std::string_view text, bool (*isPlain)(unsigned char));
 std::optional<std::string> Unescape(std::string_view text);
 
-// For Escape: everything but control characters and "%"; the same without blanks.
+// For Escape: everything but control characters; without "%" too, so that it can be turned back; without blanks too.
+bool IsShownText(unsigned char byte);
 bool IsLineText(unsigned char byte);
 bool IsWordText(unsigned char byte);
 

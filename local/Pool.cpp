@@ -159,7 +159,9 @@ void CPool::Log(std::uint32_t level, const std::string& message) const noexcept 
         const ZdvfsMountBlock* block = m_blocks.front().block;
         // The owner changes the word whenever it likes.
         const auto logLevel = *static_cast<const volatile std::uint32_t*>(&block->logLevel);
-        if (block->logCallback && level <= logLevel) block->logCallback(level, ("zdvfs: " + message + "\n").c_str());
+        if (!block->logCallback || level > logLevel) return;
+        // Names in it must not make up lines.
+        block->logCallback(level, ("zdvfs: " + Escape(message, IsShownText) + "\n").c_str());
     } catch (...) {
         // A log line never decides about the call that writes it.
     }

@@ -39,7 +39,7 @@ DWORD CProtocolManager::ZdGetSecurity(Handle handle, std::uint64_t, PSECURITY_DE
         if (read.failed) ThrowWin32(ZdvfsErrnoToWin32(read.error));
         std::string text(buffer.Get());
         CUniqueResult result = text.empty() ? Invent(stored, text) : CUniqueResult(DescriptorOfText(text.c_str()));
-        LogLine(kLogTrace, "GET SD_DACL\n%s\n", text.c_str());
+        LogMade(kLogTrace, [&] { return FormatText("GET SD_DACL\n%s\n", NameForLog(text).c_str()); });
         if (::IsValidSecurityDescriptor(result.Get()) == FALSE) ThrowWin32(ERROR_INVALID_SECURITY_DESCR);
         *descriptor = result.Release();
     });

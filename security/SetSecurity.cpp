@@ -17,7 +17,7 @@ DWORD CProtocolManager::ZdSetSecurity(Handle handle, std::uint64_t, PSECURITY_DE
             RequireAccess(descriptor, token.Get(), MAXIMUM_ALLOWED);
         }
         const std::string text = TextOfDescriptor(descriptor);
-        LogLine(kLogTrace, "SET SD_DACL\n%s\n", text.c_str());
+        LogMade(kLogTrace, [&] { return FormatText("SET SD_DACL\n%s\n", NameForLog(text).c_str()); });
         const CAutoCriticalSection used(word->FileInfo().UseLock());
         StoredSecurityOf(*this, *word).Store(text.c_str());
         SetModified();

@@ -1,4 +1,4 @@
-"""Charts of horizontal bars as plain SVG that takes the reader's light or dark colours."""
+"""Charts of horizontal bars, and the frame of other drawings, as plain SVG in the reader's light or dark colours."""
 
 import html
 
@@ -65,7 +65,7 @@ def note_line(text, y):
     return f'<text x="8" y="{y + 20}">{html.escape(text)}</text>'
 
 
-def drawing(title, body, height):
+def drawing(title, body, height, style=STYLE):
     head = (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" width="{WIDTH}" '
-            f'height="{height}" role="img">\n<title>{html.escape(title)}</title>\n<style>{STYLE}</style>')
+            f'height="{height}" role="img">\n<title>{html.escape(title)}</title>\n<style>{style}</style>')
     return "\n".join([head, *body, "</svg>"]) + "\n"

@@ -85,13 +85,13 @@ CommandAction DescribeRefresh(CLI::App& command) {
     };
 }
 
-struct LogOptions {
+struct SayOptions {
     std::string text;
     std::string level = "3";
 };
 
-CommandAction DescribeLog(CLI::App& command) {
-    auto options = std::make_shared<LogOptions>();
+CommandAction DescribeSay(CLI::App& command) {
+    auto options = std::make_shared<SayOptions>();
     command.add_option("TEXT", options->text, "The line")->required()->type_name("");
     command.add_option("--level", options->level, "1 error, 2 warning, 3 notice (default), 6 trace")
         ->type_name("N")
@@ -100,7 +100,7 @@ CommandAction DescribeLog(CLI::App& command) {
         "The line is written where the log's level (DebugLevel) is not below that of the line.\n"
         "\n"
         "Example:\n"
-        "  zdhost log --level 1 \"backup begins\"");
+        "  zdhost say --level 1 \"backup begins\"");
     return [options](CommandContext& context) {
         constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
         const auto level = static_cast<DWORD>(ParseNumber(options->level, kMost).value());
@@ -112,9 +112,9 @@ CommandAction DescribeLog(CLI::App& command) {
 
 extern const Command kControlCommand;
 extern const Command kRefreshCommand;
-extern const Command kLogCommand;
+extern const Command kSayCommand;
 const Command kControlCommand{"control", "Have the storage read the directories of a path anew", &DescribeControl};
 const Command kRefreshCommand{"refresh", "Read the settings anew, or report activity of the task", &DescribeRefresh};
-const Command kLogCommand{"log", "Write a line into the plug-in's log", &DescribeLog};
+const Command kSayCommand{"say", "Write a line into the plug-in's log", &DescribeSay};
 
 }  // namespace zd

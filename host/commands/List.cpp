@@ -43,7 +43,7 @@ public:
         } else {
             WriteFile(name, information);
         }
-        if (m_options.json) WriteLine(m_any ? "\n]" : "]");
+        if (m_options.json) WriteOutput(m_any ? "\n]\n" : "]\n", m_any ? 3 : 2);
         FlushOutput();
     }
 
@@ -62,7 +62,7 @@ private:
         std::vector<DirectoryEntry> entries = ListDirectory(m_manager, name);
         if (!m_options.all) std::erase_if(entries, [](const DirectoryEntry& entry) { return IsDots(NameOf(entry)); });
         if (m_options.recursive && !m_options.json) {
-            const std::string heading = (m_any ? "\n" : "") + ToUtf8(name) + ":\n";
+            const std::string heading = (m_any ? "\n" : "") + Printable(ToUtf8(name)) + ":\n";
             WriteOutput(heading.data(), heading.size());
             m_any = true;
         }
@@ -91,7 +91,7 @@ private:
             line = AttributeLetters(entry.attributes) + "  " + std::string(width - size.size(), ' ') + size + "  " +
                    FormatTime(entry.lastWriteTime) + "  ";
         }
-        line += ToUtf8(name) + (IsDirectory(entry) ? "\\\n" : "\n");
+        line += Printable(ToUtf8(name)) + (IsDirectory(entry) ? "\\\n" : "\n");
         WriteOutput(line.data(), line.size());
     }
 

@@ -25,7 +25,7 @@ struct SetupOptions {
 };
 
 void Store(SettingsTree tree, const Setting& setting, const std::string& value) {
-    if (setting.kind == SettingKind::Number) {
+    if (IsNumber(setting)) {
         const auto number = ParseNumber(value, std::numeric_limits<std::uint32_t>::max());
         return StoreNumber(tree, setting, static_cast<std::uint32_t>(number.value()));
     }
@@ -77,9 +77,13 @@ CommandAction DescribeSetup(CLI::App& command) {
     const auto settings = Settings();
     options->values.resize(settings.size());
     for (std::size_t i = 0; i < settings.size(); ++i) {
-        CLI::Option* option = command.add_option(settings[i].option, options->values[i], settings[i].help);
+        std::string help = settings[i].help;
+        std::string standard = StandardOf(settings[i]);
+        std::erase(standard, '`');
+        help += " (default: " + standard + ")";
+        CLI::Option* option = command.add_option(settings[i].option, options->values[i], help);
         option->type_name(settings[i].shownAs);
-        if (settings[i].kind == SettingKind::Number) option->check(NumberValidator());
+        if (IsNumber(settings[i])) option->check(NumberValidator());
         options->given.push_back(option);
     }
     command.add_option("--pool-config", options->poolFiles, "Configuration file of a pool for agent types 1 to 3")

@@ -35,21 +35,6 @@ TraceField HexadecimalField(std::string name, std::uint64_t number) {
 
 }  // namespace
 
-std::string Printable(std::string_view text) {
-    std::string shown;
-    for (const char c : text) {
-        const auto unit = static_cast<unsigned char>(c);
-        if (unit >= 0x20 && unit != 0x7F) {
-            shown.push_back(c);
-            continue;
-        }
-        char code[16];
-        std::snprintf(code, sizeof(code), "<%04x>", unit);
-        shown += code;
-    }
-    return shown;
-}
-
 TraceField TextField(std::string name, std::string text) {
     std::string shown = "\"" + Printable(text) + "\"";
     return TraceField{std::move(name), std::move(text), std::move(shown)};

@@ -125,7 +125,4 @@ TraceField ResultField(const Result& result) {
 }
 TraceField ResultField(const std::wstring& result);
 
-// On one line: quotes and control characters do not stand for themselves.
-std::string Printable(std::string_view text);
-
 }  // namespace zd

@@ -1,5 +1,4 @@
 # zdhost config: what the plug-in would read, and a warning for whatever does not do what it says. Read by "run".
-product='HKLM\SOFTWARE\Orvane\Zendra'
 # NAME VALUE SOURCE: one row of the table.
 row() {
     checks=$((checks + 1))
@@ -17,11 +16,6 @@ warns() { # NAME WARNING...
 }
 # KEY VALUE TYPE DATA: stores what "zdhost setup" would not.
 store() { "$root/tools/wine" reg add "$product\\$1" /v "$2" /t "$3" /d "$4" /f >out 2>err </dev/null; }
-clean() {
-    "$root/tools/wine" reg delete "$product" /f >out 2>err </dev/null
-    run setup --clear --former-tree
-    ends 0
-}
 clean
 
 echo "the settings in force"
@@ -64,7 +58,7 @@ prints 'warning: the renewal of the storage task is off'
 prints 'warning: it has no effect: TaskTimeAdd turns the renewal off'
 row HighestValidNameChar 127 'registry ZDVFS.HighestValidNameChar'
 prints 'only the low 16 bits of 65663 count'
-holds '[ "$(grep -c "it has no effect: DebugLevel is above 2" out)" = 2 ]'
+holds '[ "$(grep -c "DebugLevel is above 2: folding ends at the GetProtocol or refresh after the one that brings this level into force" out)" = 2 ]'
 row IFS_COMPRESSION 5 'zd.conf .*agent.zd.conf'
 row ENCRYPTION 0 default
 prints 'warning: "yes" is no number: it has no effect'
@@ -224,7 +218,7 @@ warns 'EDB DIRECT IO' 'LocalCacheOff opens written .edb files past the cache all
 warns HighestValidNameChar '"\" is a higher character: every name that holds one is refused'
 warns MaxOpenFragments 'as a signed number it is below 0: a handle keeps one fragment open'
 warns DebugLevel "the plug-in's own lines have the levels 1, 2, 3 and 6: 5 shows the same as 3"
-warns LogSuppressRepeatedMessages 'it has no effect: DebugLevel is above 2'
+warns LogSuppressRepeatedMessages 'DebugLevel is above 2: folding ends at the GetProtocol or refresh after the one that brings this level into force'
 run setup --edb-direct-io 0 --local-cache-off 0 --highest-valid-name-char 92 --max-open-fragments 0x7fffffff \
     --debug-level 2 --log-num-msgs 3
 run config

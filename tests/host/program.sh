@@ -2,7 +2,7 @@
 
 echo "help on every level"
 for level in "" put get cat write cp append truncate ls stat mv attrib touch mkdir rm acl "acl get" "acl set" df \
-    label pools ioctl control refresh log tag setup config script shell; do
+    label pools ioctl control refresh say log tag setup config script shell; do
     # shellcheck disable=SC2086
     run $level --help
     ends 0

@@ -296,8 +296,8 @@ run setup --debug-level 2 --log-suppress 1
 rm -f logs/*
 {
     for _ in $(seq 1000); do echo 'mkdir /l'; done
-    echo 'log --level 2 "another line"'
-    echo 'log --level 3 "not at this level"'
+    echo 'say --level 2 "another line"'
+    echo 'say --level 3 "not at this level"'
 } >in
 run script --keep-going
 ends 1
@@ -448,6 +448,31 @@ holds '[ "$?" = 0 ]'
 remote_is /left twice
 remote_is /right six
 quietly rm /left /right
+
+echo "names that would drive a terminal"
+name=$'/d/\e[2J\a\rzdhost: x\nforged: line\x7f\u009b2Jend'
+shown='<001b>[2J<0007><000d>zdhost: x<000a>forged: line<007f><009b>2Jend'
+quietly put twice "$name"
+for command in "ls /d" "ls -l /d" "ls -R /" "--trace ls /d"; do
+    # shellcheck disable=SC2086
+    run $command
+    ends 0
+    prints "$shown"
+    holds '! grep -qE "^forged" out err && ! LC_ALL=C grep -q "[[:cntrl:]]" out'
+done
+quietly stat "$name"
+prints "\\d\\$shown"
+run stat "$name.missing"
+ends 1
+says "$shown.missing"
+holds '! grep -q "^forged" err && ! LC_ALL=C grep -q "[[:cntrl:]]" err'
+quietly ls --json /d
+holds '! LC_ALL=C grep -q "[[:cntrl:]]" out'
+NAME=$name python3 -c "
+import json, os
+names = [entry['name'] for entry in json.load(open('out'))]
+assert os.environ['NAME'][3:] in names, names" || fail "the name should come through in JSON"
+quietly rm "$name"
 
 echo "nothing stays behind"
 quietly rm /d/six.bin /d/copy.bin /d/made-by-append

@@ -307,7 +307,7 @@ ioctl 77 5
 control /s/
 pools --json
 refresh
-log --level 2 "a line"
+say --level 2 "a line"
 rm /s/c /s/b
 rm -d /s
 END
@@ -356,7 +356,7 @@ twice() {
     same untraced report
     holds '[ "$(tail -n 1 report)" = "its own again" ]'
 }
-twice log errors
+twice say errors
 holds 'grep -qx "ZdvfsStat = -1 errno 99 last error 4711" report'
 holds 'grep -qx "ZdvfsStat = 0 errno 7 last error 8" report'
 shows ZdLogMessage ZdLogMessage <<'END'
@@ -367,7 +367,7 @@ ZdLogMessage(level=3, "errors<000a>")
     ZdvfsReaddir(null) = null
     ZdvfsReaddir(null) = null, errno 9
 END
-twice log requests
+twice say requests
 holds 'grep -qx "requests = 27" report'
 holds 'grep -qF "(3, 77, 140737488355327, -1, -2, 3, 78187493530, 6) = 5" report'
 shows ZdLogMessage ZdLogMessage <<'END'
@@ -378,7 +378,7 @@ ZdLogMessage(level=3, "requests<000a>")
     ZdvfsVIoctl(3, 14, 600, 4) = 6
     ZdvfsVIoctl(3, 77) = 6
 END
-twice log threads
+twice say threads
 plain err >shown
 holds '[ "$(grep -x -A 1 "outside of an operation, thread N" shown | tail -n 1)" = "    ZdvfsStat(\"pool/other-thread\") = -1, errno 2" ]'
 shows ZdLogMessage ZdLogMessage <<'END'

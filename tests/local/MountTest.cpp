@@ -159,6 +159,20 @@ TEST_F(Mounting, LogsThroughTheBlockAtItsLevel) {
     EXPECT_EQ(0u, g_lines[1].second.find("zdvfs: cannot mount pool none under "));
 }
 
+TEST_F(Mounting, NamesMakeUpNoLines) {
+    MountRequest logged("logged");
+    logged.block.logCallback = &RecordLine;
+    logged.block.logLevel = 1;
+    ASSERT_EQ(0, logged.Mount());
+    WriteText("logged/f\r\nforged\x7f%", "");
+    WriteDiskFile(Root() + L"\\logged\\%m.f%0d%0aforged%7f%25", "damaged");
+    char buffer[16];
+    EXPECT_EQ(-1, ZdvfsGetNTAclStr("logged/f\r\nforged\x7f%", buffer, sizeof buffer));
+    ASSERT_EQ(1u, g_lines.size());
+    EXPECT_EQ("zdvfs: damaged metadata of /logged/f%0d%0aforged%7f%\n", g_lines[0].second);
+    ASSERT_EQ(0, ZdvfsUmount("logged"));
+}
+
 TEST_F(Mounting, ABlockIsNotTouchedOnceItMayBeGone) {
     MountRequest first("logged");
     first.block.logCallback = &RecordLine;

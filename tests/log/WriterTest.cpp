@@ -3,19 +3,52 @@
 #include <stdarg.h>
 
 #include <atomic>
+#include <initializer_list>
 #include <map>
+#include <memory>
 #include <set>
 #include <thread>
+#include <vector>
 
+#include "harness/Gate.h"
 #include "LogFixture.h"
 
 namespace zd::test {
 namespace {
 
-using LogWriter = CLogTest;
-
 constexpr time_t kThen = 1794799765;
 using PrintFunction = int(unsigned __int64, FILE*, const char*, _locale_t, va_list);
+
+class LogWriter : public CLogTest {
+protected:
+    // Asks `prints` before each line is printed to the file; where it answers false the print fails.
+    template <class Body>
+    void OnPrint(Body prints) {
+        Replace<PrintFunction>("__stdio_common_vfprintf",
+                               [prints](auto original, unsigned __int64 options, FILE* file, const char* format,
+                                        _locale_t locale, va_list arguments) mutable {
+                                   return prints() ? original(options, file, format, locale, arguments) : -1;
+                               });
+    }
+
+    // One batch of lines, the first of which fail to be printed with these codes. The writer has to end with the first.
+    void EndWriterWith(std::initializer_list<DWORD> failures, std::initializer_list<const char*> lines) {
+        const auto queued = std::make_shared<CGate>();
+        OnPrint([queued, codes = std::vector<DWORD>(failures), calls = std::size_t{0}]() mutable {
+            queued->Wait();
+            const std::size_t call = calls++;
+            if (call < codes.size()) ::SetLastError(codes[call]);
+            return call >= codes.size();
+        });
+        Start();
+        for (const char* const line : lines) Say(1, line);
+        queued->Set();
+        ASSERT_EQ(::WaitForSingleObject(Logger().writerThread, 20000), WAIT_OBJECT_0);
+        DWORD code = 0;
+        ::GetExitCodeThread(Logger().writerThread, &code);
+        EXPECT_EQ(code, *failures.begin());
+    }
+};
 
 TEST_F(LogWriter, FileLineHasTimeProcessThreadAndText) {
     LogToSandbox();
@@ -180,46 +213,36 @@ TEST_F(LogWriter, FileIsFlushedOnceTheQueueIsEmptyNotAtEachLine) {
         return original(file);
     });
     // The writer is held at the first line until all of them are queued.
-    const HANDLE gate = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    CGate gate;
     Replace<decltype(::OutputDebugStringA)>("OutputDebugStringA", [&](auto original, const char* text) {
-        if (std::string(text).rfind("***", 0) == 0) ::WaitForSingleObject(gate, INFINITE);
+        if (std::string(text).rfind("***", 0) == 0) gate.Wait();
         original(text);
     });
     Start();
     for (int line = 0; line < 50; ++line) Say(6, "line\n");
     EXPECT_EQ(Logger().queue.size(), 50u) << "a line leaves the queue after its output";
-    ::SetEvent(gate);
+    gate.Set();
     while (flushes == 0) ::Sleep(1);
     EXPECT_EQ(LoggedTexts(), Texts(50, "line"));
     EXPECT_EQ(flushes, 1);
     Finish();
-    ::CloseHandle(gate);
 }
 
 TEST_F(LogWriter, OperationsDoNotWaitForTheOutput) {
     LogToSandbox();
-    const HANDLE gate = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    Replace<PrintFunction>("__stdio_common_vfprintf", [&](auto original, unsigned __int64 options, FILE* file,
-                                                          const char* format, _locale_t locale, va_list arguments) {
-        ::WaitForSingleObject(gate, INFINITE);
-        return original(options, file, format, locale, arguments);
-    });
+    CGate gate;
+    OnPrint([&] { return gate.Wait(); });
     Start();
     for (int line = 0; line < 100; ++line) Say(6, "line\n");
-    ::SetEvent(gate);
+    gate.Set();
     Finish();
     EXPECT_EQ(LoggedTexts().size(), 100u);
-    ::CloseHandle(gate);
 }
 
 TEST_F(LogWriter, FailedWriteWithoutAWindowsErrorLosesThatLineOnly) {
     LogToSandbox();
     std::atomic<int> calls = 0;
-    Replace<PrintFunction>("__stdio_common_vfprintf", [&](auto original, unsigned __int64 options, FILE* file,
-                                                          const char* format, _locale_t locale, va_list arguments) {
-        if (++calls == 2) return -1;
-        return original(options, file, format, locale, arguments);
-    });
+    OnPrint([&] { return ++calls != 2; });
     LogThese(1, {"first\n", "second\n", "third\n"});
     EXPECT_EQ(LoggedTexts(), (Texts{"first", "third"}));
     EXPECT_EQ(DebuggedLines(), (Texts{"first\n", "second\n", "third\n"}));
@@ -228,53 +251,18 @@ TEST_F(LogWriter, FailedWriteWithoutAWindowsErrorLosesThatLineOnly) {
 
 TEST_F(LogWriter, FailedWriteWithAWindowsErrorEndsTheWriterAfterTheBatch) {
     LogToSandbox();
-    const HANDLE gate = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::atomic<int> calls = 0;
-    Replace<PrintFunction>("__stdio_common_vfprintf", [&](auto original, unsigned __int64 options, FILE* file,
-                                                          const char* format, _locale_t locale, va_list arguments) {
-        ::WaitForSingleObject(gate, INFINITE);
-        if (++calls != 1) return original(options, file, format, locale, arguments);
-        ::SetLastError(ERROR_DISK_FULL);
-        return -1;
-    });
-    Start();
-    Say(1, "lost\n");
-    Say(1, "of the same batch\n");
-    Say(1, "its last\n");
-    ::SetEvent(gate);
-    ASSERT_EQ(::WaitForSingleObject(Logger().writerThread, 20000), WAIT_OBJECT_0);
-    DWORD code = 0;
-    ::GetExitCodeThread(Logger().writerThread, &code);
-    EXPECT_EQ(code, static_cast<DWORD>(ERROR_DISK_FULL));
+    EndWriterWith({ERROR_DISK_FULL}, {"lost\n", "of the same batch\n", "its last\n"});
     EXPECT_EQ(LoggedTexts(), (Texts{"of the same batch", "its last"})) << "they are flushed";
     Say(1, "nobody would take it\n");
     EXPECT_TRUE(Logger().queue.empty());
     Finish();
-    ::CloseHandle(gate);
 }
 
 TEST_F(LogWriter, FirstWindowsErrorOfABatchIsTheWritersCode) {
     LogToSandbox();
-    const HANDLE gate = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::atomic<int> calls = 0;
-    Replace<PrintFunction>("__stdio_common_vfprintf", [&](auto original, unsigned __int64 options, FILE* file,
-                                                          const char* format, _locale_t locale, va_list arguments) {
-        ::WaitForSingleObject(gate, INFINITE);
-        const int call = ++calls;
-        if (call > 2) return original(options, file, format, locale, arguments);
-        ::SetLastError(call == 1 ? ERROR_DISK_FULL : ERROR_WRITE_PROTECT);
-        return -1;
-    });
-    Start();
-    for (const char* const text : {"lost\n", "lost too\n", "written\n"}) Say(1, text);
-    ::SetEvent(gate);
-    ASSERT_EQ(::WaitForSingleObject(Logger().writerThread, 20000), WAIT_OBJECT_0);
-    DWORD code = 0;
-    ::GetExitCodeThread(Logger().writerThread, &code);
-    EXPECT_EQ(code, static_cast<DWORD>(ERROR_DISK_FULL));
+    EndWriterWith({ERROR_DISK_FULL, ERROR_WRITE_PROTECT}, {"lost\n", "lost too\n", "written\n"});
     EXPECT_EQ(LoggedTexts(), Texts{"written"});
     Finish();
-    ::CloseHandle(gate);
 }
 
 TEST_F(LogWriter, WindowsErrorLeftByAnEarlierSuccessfulOutputDoesNotEndTheWriter) {
@@ -284,11 +272,7 @@ TEST_F(LogWriter, WindowsErrorLeftByAnEarlierSuccessfulOutputDoesNotEndTheWriter
         ::SetLastError(ERROR_FILE_NOT_FOUND);
     });
     std::atomic<int> calls = 0;
-    Replace<PrintFunction>("__stdio_common_vfprintf", [&](auto original, unsigned __int64 options, FILE* file,
-                                                          const char* format, _locale_t locale, va_list arguments) {
-        if (++calls == 1) return -1;
-        return original(options, file, format, locale, arguments);
-    });
+    OnPrint([&] { return ++calls != 1; });
     Start();
     Say(1, "lost\n");
     ASSERT_TRUE(WaitForEmptyQueue());

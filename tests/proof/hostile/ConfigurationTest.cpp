@@ -125,9 +125,9 @@ protected:
         }
         SetAny(random, kAgentKey, L"AgentType");
         SetAny(random, kAgentKey, L"ConfigFilePath");
-        if (random.OneIn(3)) Registry().SetDword(kPluginKey, L"AgentType", static_cast<DWORD>(random.Below(5)));
+        if (random.OneIn(3)) Registry().SetDword(kPluginKey, L"AgentType", static_cast<DWORD>(random.Number(5)));
         if (random.OneIn(4)) Registry().DeleteKey(kSpaListKey);
-        const std::wstring pool = random.OneIn(2) ? L"pool" : std::wstring(1 + random.Index(255), L'p');
+        const std::wstring pool = random.OneIn(2) ? L"pool" : std::wstring(1 + random.Number(255), L'p');
         SetAny(random, std::wstring(kSpaListKey) + L"\\" + pool, L"ConfigFilePath");
     }
 };

@@ -11,11 +11,11 @@ namespace {
 
 // A few bytes of `text` replaced, taken out, doubled.
 void Damage(CRandom& random, std::string& text, std::size_t from = 0) {
-    const std::size_t changes = 1 + random.Index(4);
+    const std::size_t changes = 1 + random.Number(4);
     for (std::size_t i = 0; i < changes && text.size() > from; ++i) {
-        const std::size_t at = from + random.Index(text.size() - from);
+        const std::size_t at = from + random.Number(text.size() - from);
         text[at] =
-            random.OneIn(2) ? static_cast<char>(random.Next()) : static_cast<char>(text[at] ^ (1 << random.Below(8)));
+            random.OneIn(2) ? static_cast<char>(random.Next()) : static_cast<char>(text[at] ^ (1 << random.Number(8)));
     }
 }
 
@@ -91,7 +91,7 @@ std::string ValidDescriptor(CRandom& random) {
 
 std::string AnyDescriptor(CRandom& random) {
     std::string bytes = ValidDescriptor(random);
-    switch (random.Below(4)) {
+    switch (random.Number(4)) {
         case 0:
             Damage(random, bytes);
             break;
@@ -99,10 +99,10 @@ std::string AnyDescriptor(CRandom& random) {
             Damage(random, bytes, sizeof(SECURITY_DESCRIPTOR_RELATIVE));
             break;
         case 2:
-            bytes.resize(random.Index(bytes.size()));
+            bytes.resize(random.Number(bytes.size()));
             break;
         default:
-            bytes = random.Bytes(1 + random.Below(96));
+            bytes = random.Bytes(1 + random.Number(96));
             bytes[0] = 1;
             break;
     }
@@ -112,7 +112,7 @@ std::string AnyDescriptor(CRandom& random) {
 
 std::string AnySddl(CRandom& random) {
     std::string text = random.Of(ValidSddl());
-    switch (random.Below(6)) {
+    switch (random.Number(6)) {
         case 0:
             break;
         case 1:
@@ -120,14 +120,14 @@ std::string AnySddl(CRandom& random) {
             Damage(random, text);
             break;
         case 3:
-            text = random.Bytes(random.Below(200));
+            text = random.Bytes(random.Number(200));
             break;
         case 4:
-            text.insert(random.Index(text.size() + 1), random.Of(ValidSddl()));
+            text.insert(random.Number(text.size() + 1), random.Of(ValidSddl()));
             break;
         default:
             text = "D:";
-            while (text.size() < 16384 - random.Below(40)) text += "(A;;FA;;;WD)";
+            while (text.size() < 16384 - random.Number(40)) text += "(A;;FA;;;WD)";
             break;
     }
     std::erase(text, '\0');

@@ -63,7 +63,7 @@ protected:
             return m_manager->ZdSetSecurity(handle, random.Next(), descriptor.Data()) == 0;
         }
         const CreateOptions options{.isDirectory = random.OneIn(3) ? 1U : 0U,
-                                    .disposition = static_cast<DWORD>(random.Below(6)),
+                                    .disposition = static_cast<DWORD>(random.Number(6)),
                                     .access = random.OneIn(2) ? 0x3U : 0U,
                                     .descriptor = descriptor.Data()};
         const Created created = GuardedCreate(L"\\new", options);
@@ -103,7 +103,7 @@ TEST_P(HostileDescriptors, OfTheStorageNeverHarmThePlugin) {
             EXPECT_TRUE(::IsValidSecurityDescriptor(*descriptor));
             ::LocalFree(*descriptor);
         }
-        const Created created = GuardedCreate(L"\\a.txt", {.disposition = static_cast<DWORD>(random.Below(6))});
+        const Created created = GuardedCreate(L"\\a.txt", {.disposition = static_cast<DWORD>(random.Number(6))});
         if (created.code == 0) Close(created.handle);
         Look({m_standing, m_file, m_directory});
     });

@@ -84,21 +84,21 @@ std::wstring FragmentSuffix(CRandom& random) {
 }
 
 wchar_t AnyUnit(CRandom& random) {
-    switch (random.Below(8)) {
+    switch (random.Number(8)) {
         case 0:
-            return static_cast<wchar_t>(1 + random.Below(31));  // controls
+            return static_cast<wchar_t>(1 + random.Number(31));  // controls
         case 1:
-            return static_cast<wchar_t>(0xD800 + random.Below(0x800));  // halves of pairs
+            return static_cast<wchar_t>(0xD800 + random.Number(0x800));  // halves of pairs
         case 2:
-            return L"\\/:;.F*?\"<>| %"[random.Index(14)];
+            return L"\\/:;.F*?\"<>| %"[random.Number(14)];
         case 3:
-            return static_cast<wchar_t>(0xFFFF - random.Below(0x20));
+            return static_cast<wchar_t>(0xFFFF - random.Number(0x20));
         case 4:
-            return static_cast<wchar_t>(0x7F + random.Below(0x800));
+            return static_cast<wchar_t>(0x7F + random.Number(0x800));
         case 5:
-            return static_cast<wchar_t>(L'a' + random.Below(26));
+            return static_cast<wchar_t>(L'a' + random.Number(26));
         default:
-            return static_cast<wchar_t>(1 + random.Below(0xFFFF));
+            return static_cast<wchar_t>(1 + random.Number(0xFFFF));
     }
 }
 
@@ -132,8 +132,8 @@ std::wstring LongPiece(CRandom& random) {
                                                       kLongestName,
                                                       kLongestName + 1,
                                                       40000};
-    const std::size_t length = random.Of(kLengths) + random.Below(3);
-    switch (random.Below(5)) {
+    const std::size_t length = random.Of(kLengths) + random.Number(3);
+    switch (random.Number(5)) {
         case 0:
             return std::wstring(length, L'a');
         case 1:
@@ -150,14 +150,14 @@ std::wstring LongPiece(CRandom& random) {
 std::wstring DeepPiece(CRandom& random) {
     static const std::vector<std::wstring> kSteps = {L"\\a", L"\\..", L"\\.", L"\\", L"/", L"\\dir\\..", L"\\dir"};
     const std::wstring step = random.Of(kSteps);
-    const std::size_t count = random.OneIn(20) ? kLongestName / step.size() : 1 + random.Index(200);
+    const std::size_t count = random.OneIn(20) ? kLongestName / step.size() : 1 + random.Number(200);
     std::wstring deep;
     for (std::size_t i = 0; i < count; ++i) deep += step;
     return deep;
 }
 
 std::wstring Piece(CRandom& random) {
-    switch (random.Below(16)) {
+    switch (random.Number(16)) {
         case 0:
         case 1:
         case 2:
@@ -177,7 +177,7 @@ std::wstring Piece(CRandom& random) {
         case 11:
             return random.OneIn(6) ? LongPiece(random) : std::wstring();
         default:
-            return AnyUnits(random, random.Below(24));
+            return AnyUnits(random, random.Number(24));
     }
 }
 
@@ -185,35 +185,35 @@ std::wstring Piece(CRandom& random) {
 
 std::wstring AnyName(CRandom& random) {
     std::wstring name = random.OneIn(12) ? L"" : random.OneIn(6) ? L"/" : L"\\";
-    const std::size_t pieces = random.OneIn(8) ? random.Index(12) : 1 + random.Index(2);
+    const std::size_t pieces = random.OneIn(8) ? random.Number(12) : 1 + random.Number(2);
     for (std::size_t i = 0; i < pieces; ++i) {
         name += Piece(random);
         if (random.OneIn(3)) name += random.OneIn(3) ? L'/' : L'\\';
     }
     if (random.OneIn(40)) name = LongPiece(random);
     // Around the widths of the names in the records.
-    if (random.OneIn(20)) name = L"\\" + std::wstring(120 + random.Index(150), random.OneIn(2) ? L'a' : L'\u00E9');
+    if (random.OneIn(20)) name = L"\\" + std::wstring(120 + random.Number(150), random.OneIn(2) ? L'a' : L'\u00E9');
     std::replace(name.begin(), name.end(), L'\0', L'\x01');
     return name;
 }
 
 std::int64_t AnyNumber(CRandom& random, std::int64_t unit) {
-    const auto beside = [&](std::uint64_t value) { return static_cast<std::int64_t>(value + random.Below(5) - 2); };
-    switch (random.Below(8)) {
+    const auto beside = [&](std::uint64_t value) { return static_cast<std::int64_t>(value + random.Number(5) - 2); };
+    switch (random.Number(8)) {
         case 0:
             return static_cast<std::int64_t>(random.Next());
         case 1:
-            return beside(std::uint64_t{1} << random.Below(64));
+            return beside(std::uint64_t{1} << random.Number(64));
         case 2:
-            return beside(static_cast<std::uint64_t>(unit) * random.Below(6));
+            return beside(static_cast<std::uint64_t>(unit) * random.Number(6));
         case 3:
             return beside(static_cast<std::uint64_t>(unit) * 0x7FFFFFFF);
         case 4:
             return beside(0x7FFFFFFFFFFFFFFF);
         case 5:
-            return -static_cast<std::int64_t>(random.Below(1 << 20));
+            return -static_cast<std::int64_t>(random.Number(1 << 20));
         default:
-            return static_cast<std::int64_t>(random.Below(3 * static_cast<std::uint64_t>(unit)));
+            return static_cast<std::int64_t>(random.Number(3 * static_cast<std::uint64_t>(unit)));
     }
 }
 
@@ -240,8 +240,8 @@ std::string AnySegmentList(CRandom& random) {
                                                      "07",
                                                      "edb:1024,vhd:64"};
     std::string text;
-    for (std::size_t i = random.Below(14); i > 0; --i) {
-        text += random.OneIn(6) ? random.Bytes(random.Below(300)) : random.Of(kPieces);
+    for (std::size_t i = random.Number(14); i > 0; --i) {
+        text += random.OneIn(6) ? random.Bytes(random.Number(300)) : random.Of(kPieces);
     }
     std::erase(text, '\0');
     return text;
@@ -272,9 +272,9 @@ std::string AnyIniFile(CRandom& random) {
                                                      std::string(1, '\0'),
                                                      "\\"};
     std::string text = random.OneIn(4) ? "\xEF\xBB\xBF" : "";
-    for (std::size_t i = random.Below(60); i > 0; --i) {
-        const std::uint64_t kind = random.Below(16);
-        text += kind == 0 ? random.Bytes(random.Below(2000)) : kind == 1 ? AnySegmentList(random) : random.Of(kPieces);
+    for (std::size_t i = random.Number(60); i > 0; --i) {
+        const std::uint64_t kind = random.Number(16);
+        text += kind == 0 ? random.Bytes(random.Number(2000)) : kind == 1 ? AnySegmentList(random) : random.Of(kPieces);
     }
     if (random.OneIn(30)) text += std::string(70000, '=');
     return text;
@@ -289,7 +289,7 @@ AnyValue AnyRegistryValue(CRandom& random) {
     const std::string bytes = random.Bytes(random.OneIn(2) ? 4 : random.Of(kLengths));
     value.data.assign(bytes.begin(), bytes.end());
     if (random.OneIn(2)) value.type = REG_DWORD;
-    if (random.OneIn(4)) std::fill(value.data.begin(), value.data.end(), static_cast<std::uint8_t>(random.Below(2)));
+    if (random.OneIn(4)) std::fill(value.data.begin(), value.data.end(), static_cast<std::uint8_t>(random.Number(2)));
     // Of a text of one byte Wine's registry looks at the byte in front of the reader's buffer.
     if (value.data.size() == 1) value.type = REG_BINARY;
     return value;

@@ -22,7 +22,7 @@ CreateOptions AnyOptions(CRandom& random) {
     CreateOptions options;
     options.isDirectory = random.OneIn(3) ? 1 : 0;
     options.attributes = random.OneIn(8) ? random.Word() : random.Of(kAttributes);
-    options.disposition = random.OneIn(30) ? random.Word() : static_cast<DWORD>(random.Below(7));
+    options.disposition = random.OneIn(30) ? random.Word() : static_cast<DWORD>(random.Number(7));
     options.access = random.Of(kAccess);
     return options;
 }
@@ -32,7 +32,7 @@ template <class Test>
 void UseAndClose(Test& test, IProtocolManager& manager, Handle handle, CRandom& random) {
     test.GuardedQuery(handle);
     test.GuardedList(handle);
-    if (random.OneIn(2)) test.GuardedWrite(handle, AnyNumber(random, 1000), random.Bytes(random.Below(40)));
+    if (random.OneIn(2)) test.GuardedWrite(handle, AnyNumber(random, 1000), random.Bytes(random.Number(40)));
     if (random.OneIn(2)) {
         const std::wstring name = AnyName(random);
         Note("ZdRenameFile to %s", Shown(name).c_str());
@@ -68,7 +68,7 @@ protected:
         IProtocolManager& manager = *this->m_manager;
         const std::wstring name = AnyName(random);
         Note("name %s", Shown(name).c_str());
-        switch (random.Below(8)) {
+        switch (random.Number(8)) {
             case 0: {
                 const CGuardedRecord<FileInformation> information;
                 manager.ZdQueryPathInfo(CGuardedName(name), &information);
@@ -152,10 +152,10 @@ TEST_P(HostileNames, OfPoolsNeverHarmThePlugin) {
 TEST_P(HostileNames, InAListingNeverHarmThePlugin) {
     ForEachCase("listed names", kConnectCases, [this](CRandom& random) {
         std::vector<std::string> names;
-        for (std::size_t i = random.Below(12); i > 0; --i) {
-            std::string name = random.Bytes(random.OneIn(4) ? 1020 + random.Below(4) : random.Below(30));
+        for (std::size_t i = random.Number(12); i > 0; --i) {
+            std::string name = random.Bytes(random.OneIn(4) ? 1020 + random.Number(4) : random.Number(30));
             if (random.OneIn(2)) std::fill(name.begin(), name.end(), 'n');
-            if (random.OneIn(3)) name = name.substr(0, 1000) + ";F" + std::to_string(random.Below(4));
+            if (random.OneIn(3)) name = name.substr(0, 1000) + ";F" + std::to_string(random.Number(4));
             for (char& unit : name) unit = unit == '\0' || unit == '/' ? 'x' : unit;
             if (name.empty() || name == "." || name == "..") continue;
             Note("listed %s", Shown(name).c_str());

@@ -36,8 +36,8 @@ protected:
     // One of the operations with numbers of any size.
     void Transfer(Handle handle, CRandom& random) {
         const std::int64_t offset = AnyNumber(random, kFragment);
-        const std::size_t length = random.OneIn(20) ? random.Index(kLargestBuffer) : random.Index(400);
-        switch (random.Below(6)) {
+        const std::size_t length = random.OneIn(20) ? random.Number(kLargestBuffer) : random.Number(400);
+        switch (random.Number(6)) {
             case 0: {
                 DWORD count = 0;
                 Note("ZdReadFile offset %lld length %llu", offset, length);
@@ -52,7 +52,7 @@ protected:
             case 2: {
                 // More than there is memory: it has to be refused before a byte is touched.
                 const CGuardedRecord<DWORD> moved;
-                const DWORD most = 0xFFFFFFFFU - static_cast<DWORD>(random.Below(3));
+                const DWORD most = 0xFFFFFFFFU - static_cast<DWORD>(random.Number(3));
                 Note("refused ZdReadFile and ZdWriteFile of %lu bytes", most);
                 const std::int64_t negative = -1 - (offset & INT64_MAX);
                 EXPECT_EQ(87U, m_manager->ZdReadFile(handle, negative, most, &moved, &moved));
@@ -94,9 +94,9 @@ TEST_P(HostileNumbers, NeverHarmThePlugin) {
         Note("handle %llx, the %s", handle, handle == m_handles.back() ? "directory" : "file");
         // A file that grows to any size has as many fragments: the storage is full after some of them.
         for (const char* path : {"pool/one", "pool/two"}) {
-            Double().Add(OnCall("ZdvfsOpen").ForPath(path).OnNth(1 + static_cast<int>(random.Below(9))).Fails(ENOSPC));
+            Double().Add(OnCall("ZdvfsOpen").ForPath(path).OnNth(1 + static_cast<int>(random.Number(9))).Fails(ENOSPC));
         }
-        Double().Add(OnCall("ZdvfsOpen").OnNth(1 + static_cast<int>(random.Below(12))).Fails(ENOSPC));
+        Double().Add(OnCall("ZdvfsOpen").OnNth(1 + static_cast<int>(random.Number(12))).Fails(ENOSPC));
         Transfer(handle, random);
         Double().ClearRules();
         GuardedQuery(handle);
@@ -126,7 +126,7 @@ TEST_P(HostileNumbers, AsHandlesNeverHarmThePlugin) {
                                        0,
                                        ~Handle{0}};
     ForEachCase("handles", kHandleCases, [&](CRandom& random) {
-        const Handle handle = random.OneIn(3) ? random.Next() : random.Of(bases) + random.Below(17) - 8;
+        const Handle handle = random.OneIn(3) ? random.Next() : random.Of(bases) + random.Number(17) - 8;
         if (held.contains(handle)) return;
         Note("handle %llx", handle);
         const CGuardedName name(AnyName(random));

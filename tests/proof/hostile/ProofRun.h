@@ -13,36 +13,10 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
-#include "harness/RandomBits.h"
+#include "harness/Random.h"
 
 namespace zd::test {
-
-// A small generator whose numbers are the same everywhere.
-class CRandom {
-public:
-    explicit CRandom(std::uint64_t seed) : m_state(seed) {}
-
-    std::uint64_t Next() { return NextBits(m_state); }
-    std::uint64_t Below(std::uint64_t bound) { return Next() % bound; }
-    std::size_t Index(std::size_t bound) { return Below(bound); }
-    // True once in `n`.
-    bool OneIn(std::uint64_t n) { return Below(n) == 0; }
-    std::uint32_t Word() { return static_cast<std::uint32_t>(Next()); }
-    std::string Bytes(std::size_t count) {
-        std::string bytes(count, '\0');
-        for (char& byte : bytes) byte = static_cast<char>(Next());
-        return bytes;
-    }
-    template <class T>
-    const T& Of(const std::vector<T>& values) {
-        return values[Index(values.size())];
-    }
-
-private:
-    std::uint64_t m_state;
-};
 
 // ZD_PROOF_SEED (default 1), and a count multiplied by ZD_PROOF_BUDGET (default 1), at least 1.
 std::uint64_t ProofSeed();

@@ -1,8 +1,8 @@
 // Makes random sequences of operations that mostly make sense: it plays them on a model of its own meanwhile.
 #pragma once
 
+#include "harness/Random.h"
 #include "Model.h"
-#include "Random.h"
 
 namespace zd::test {
 

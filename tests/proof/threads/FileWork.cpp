@@ -25,7 +25,7 @@ std::string CSharedFile::Content(int block, std::uint64_t version) {
 }
 
 void CSharedFile::Work(CWorker& worker, Handle handle) {
-    const int block = static_cast<int>(worker.m_random.Below(kBlocks / kWorkers)) * kWorkers + worker.m_number;
+    const int block = static_cast<int>(worker.m_random.Number(kBlocks / kWorkers)) * kWorkers + worker.m_number;
     std::uint64_t& version = m_versions[static_cast<std::size_t>(block)];
     if (worker.m_random.OneIn(2)) {
         EXPECT_EQ(0U, worker.Write(handle, block * kBlock, Content(block, version + 1)));
@@ -52,23 +52,23 @@ void COwnFile::Open(CWorker& worker) {
 
 void COwnFile::WriteSome(CWorker& worker) {
     CRandom& random = worker.m_random;
-    const std::size_t offset = random.Index(std::min(m_bytes.size() + 1, kLargestOwn));
-    const std::string data = Pattern(1 + random.Index(kLargestPiece), random.Word());
+    const std::size_t offset = random.Number(std::min(m_bytes.size() + 1, kLargestOwn));
+    const std::string data = Pattern(1 + random.Number(kLargestPiece), random.Word());
     EXPECT_EQ(0U, worker.Write(m_handle, static_cast<std::int64_t>(offset), data));
     if (m_bytes.size() < offset + data.size()) m_bytes.resize(offset + data.size());
     m_bytes.replace(offset, data.size(), data);
 }
 
 void COwnFile::ReadSome(CWorker& worker) {
-    const std::size_t offset = worker.m_random.Index(m_bytes.size() + 1);
-    std::string read(1 + worker.m_random.Index(kLargestPiece), 'x');
+    const std::size_t offset = worker.m_random.Number(m_bytes.size() + 1);
+    std::string read(1 + worker.m_random.Number(kLargestPiece), 'x');
     const std::string expected = m_bytes.substr(offset, read.size());
     EXPECT_EQ(0U, worker.Read(m_handle, static_cast<std::int64_t>(offset), read));
     EXPECT_TRUE(read == expected) << read.size() << " bytes of " << expected.size() << " at " << offset;
 }
 
 void COwnFile::Resize(CWorker& worker) {
-    const std::size_t size = worker.m_random.Index(kLargestOwn);
+    const std::size_t size = worker.m_random.Number(kLargestOwn);
     EXPECT_EQ(0U, worker.SetSize(m_handle, static_cast<std::int64_t>(size)));
     m_bytes.resize(size);
 }
@@ -80,9 +80,9 @@ void COwnFile::Rename(CWorker& worker) {
 }
 
 void COwnFile::AppendToItself(CWorker& worker) {
-    const std::size_t length = std::min<std::size_t>(m_bytes.size(), 1 + worker.m_random.Index(kLargestPiece));
+    const std::size_t length = std::min<std::size_t>(m_bytes.size(), 1 + worker.m_random.Number(kLargestPiece));
     if (m_bytes.size() + length > kLargestOwn) return;
-    const std::size_t from = worker.m_random.Index(m_bytes.size() - length + 1);
+    const std::size_t from = worker.m_random.Number(m_bytes.size() - length + 1);
     const auto end = static_cast<std::int64_t>(m_bytes.size());
     EXPECT_EQ(
         0U, worker.Append(m_handle, m_handle, end, static_cast<std::int64_t>(from), static_cast<std::int64_t>(length)));
@@ -90,7 +90,7 @@ void COwnFile::AppendToItself(CWorker& worker) {
 }
 
 void COwnFile::Work(CWorker& worker) {
-    switch (worker.m_random.Below(12)) {
+    switch (worker.m_random.Number(12)) {
         case 0:
             return Resize(worker);
         case 1:

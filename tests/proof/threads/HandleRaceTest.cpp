@@ -36,7 +36,7 @@ protected:
     void Exchange(CWorker& worker, std::atomic<Handle>& place) {
         Handle handle = 0;
         const bool isDirectory = worker.m_random.OneIn(4);
-        const std::wstring name = isDirectory ? L"\\dir" : L"\\f" + std::to_wstring(worker.m_random.Below(6));
+        const std::wstring name = isDirectory ? L"\\dir" : L"\\f" + std::to_wstring(worker.m_random.Number(6));
         EXPECT_EQ(0U, worker.Create(name, handle, isDirectory));
         const Handle taken = place.exchange(handle);
         if (taken == 0) return;
@@ -45,7 +45,7 @@ protected:
 
     // Uses a handle that may be released at any moment.
     void Use(CWorker& worker, Handle handle) {
-        switch (worker.m_random.Below(7)) {
+        switch (worker.m_random.Number(7)) {
             case 0: {
                 FileInformation information;
                 EXPECT_TRUE(IsExpected(worker.Query(handle, information)));
@@ -91,7 +91,7 @@ TEST_F(HandleRace, StandingHandlesAreFoundWhileOthersComeAndGo) {
         CWorker worker(m_progress, *m_manager, number);
         if (number % 4 == 0) {
             for (std::uint64_t round = 0; round < ProofBudget(kChanges) && !HasFailure(); ++round) {
-                Exchange(worker, m_shelf[worker.m_random.Index(kShelf)]);
+                Exchange(worker, m_shelf[worker.m_random.Number(kShelf)]);
                 if (number == 0 && round % 50 == 0) Double().ClearCalls();
             }
             return;
@@ -111,7 +111,7 @@ TEST_F(HandleRace, ReleasedHandlesAreUsableOrUnknown) {
     RunWorkers(m_progress, [&](int number) {
         CWorker worker(m_progress, *m_manager, number);
         for (std::uint64_t round = 0; round < rounds && !HasFailure(); ++round) {
-            std::atomic<Handle>& place = m_shelf[worker.m_random.Index(kShelf)];
+            std::atomic<Handle>& place = m_shelf[worker.m_random.Number(kShelf)];
             if (worker.m_random.OneIn(4)) {
                 Exchange(worker, place);
             } else {

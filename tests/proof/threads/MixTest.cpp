@@ -133,7 +133,7 @@ protected:
         own.Open(worker);
         for (std::uint64_t round = 0; round < rounds && !this->HasFailure(); ++round) {
             worker.Say(round);
-            const Handle shared = connection.handles[worker.m_random.Index(2)];
+            const Handle shared = connection.handles[worker.m_random.Number(2)];
             connection.file.Work(worker, shared);
             m_both.Work(worker, connection.both);
             for (int i = 0; i < 3; ++i) own.Work(worker);

@@ -1,0 +1,335 @@
+# zdhost log: the reader of the log's files. Read by "run".
+mkdir logs
+log() { printf '%b' "$2" >"logs/(ZDVFS)$1.LOG"; }
+# As the shell sees the expected text, with \n and \t.
+shows() {
+    printf '%b' "$1" >expected
+    same expected out
+}
+# A Python condition over the entries of the JSON, e.
+entries() {
+    checks=$((checks + 1))
+    python3 -c '
+import json, sys
+e = [json.loads(line) for line in open("out", encoding="utf-8")]
+sys.exit(0 if eval(sys.argv[1]) else 1)' "$1" 2>>err || fail "should hold of the entries: $1"
+}
+run setup --clear
+run setup --clear --former-tree
+
+echo "where the log is"
+run log
+ends 1
+says 'neither Agent\logpath nor Agent\path names a folder: there is no log file'
+run setup --agent-path "Z:$work/none"
+run log
+ends 1
+says "looking for log files failed: 3 ("
+mkdir agent
+run setup --agent-path "Z:$work/agent"
+mkdir agent/log
+run log
+ends 1
+says "there is no log file in Z:"
+says 'agent\log'
+printf '2026/11/16 03:29:25 (1:a.exe, 2) - from the agent folder\r\n' >'agent/log/(ZDVFS)2026-11-16-0329.LOG'
+run log
+ends 0
+shows '-  2026/11/16 03:29:25 (1:a.exe, 2) - from the agent folder\n'
+run setup --log-path "Z:$work/logs"
+log 2026-11-16-0329 '2026/11/16 03:29:25 (1:a.exe, 2) - first\r\n'
+log 2026-11-17-0000 '2026/11/17 00:00:00 (1:a.exe, 2) - last\r\n'
+log 2025-12-31-2359 '2025/12/31 23:59:00 (1:a.exe, 2) - oldest\r\n'
+printf 'no log\n' >logs/other.LOG
+printf 'no log\n' >'logs/(ZDVFS)2027-01-01-000.LOG'
+run log
+ends 0
+says_nothing
+shows '-  2026/11/17 00:00:00 (1:a.exe, 2) - last\n'
+run log --all
+shows '-  2025/12/31 23:59:00 (1:a.exe, 2) - oldest\n-  2026/11/16 03:29:25 (1:a.exe, 2) - first\n-  2026/11/17 00:00:00 (1:a.exe, 2) - last\n'
+cp out all
+run log "Z:$work/logs" --all
+same all out
+# Their names put files in order, however they are given.
+run log 'logs/(ZDVFS)2026-11-17-0000.LOG' 'logs/(ZDVFS)2025-12-31-2359.LOG' 'logs/(ZDVFS)2026-11-16-0329.LOG'
+same all out
+run log logs/other.LOG
+shows '-  no log\n'
+run log --last 2 --all
+tail -n 2 all >two
+same two out
+run log --last 0 --all
+ends 0
+prints_nothing
+# The former maker's tree, where it is the one in use.
+run setup --clear
+run setup --former-tree --log-path "Z:$work/agent/log"
+run log
+shows '-  2026/11/16 03:29:25 (1:a.exe, 2) - from the agent folder\n'
+run setup --clear --former-tree
+run setup --log-path "Z:$work/logs"
+
+echo "arguments"
+run log missing.LOG
+ends 1
+says "opening the log file failed: 2 ("
+run log --for 1
+ends 2
+says "--follow"
+run log --level two
+ends 2
+says "is no number"
+run log --last x
+ends 2
+run log ""
+ends 2
+says "an empty file name"
+run log --all logs/other.LOG
+ends 2
+run log logs logs/other.LOG
+ends 2
+says "a folder goes alone"
+
+echo "levels, summaries, lines of several kinds"
+one='2026/11/16 03:29:25 (1234:host.exe, 5678) - '
+{
+    printf '%sZdCreateFile Enter pool/a FileAttributes: 128  CreateDisposition: 1\r\n' "$one"
+    printf '%sZdCreateFile:  FileName:   pool/a  ERROR:  directory already exists\r\n' "$one"
+    printf '%sZdCreateFile:   FileName:   pool/a  ERROR:  ignored file attributes:        dwFileAttributes value = 64 \r\n' "$one"
+    printf '%sClosed fragment 3 to open pool/a;F5\r\n' "$one"
+    printf '%sThe previous 2 messages have repeated 31 times\r\n' "$one"
+    printf '%sThe previous two messages have repeated\r\n' "$one"
+    printf '%szdvfs: open: 2\r\n' "$one"
+    printf '%sGET SD_DACL\r\nD:(A;;FA;;;WD)\r\n' "$one"
+    printf '%sZdvfsAppend called : bytesToAppend = 5\r\n, readOffset = 0\r\n' "$one"
+    printf '%sZdWriteFile Exit! dwError: 0x27(39)\r\n' "$one"
+    printf '%sZdWriteFile Exit! dwError: full(39)\r\n' "$one"
+} >levels
+run log levels --json
+ends 0
+says_nothing
+entries 'len(e) == 11'
+entries '[x["level"] for x in e] == [6, 1, 2, 3, 3, None, None, 6, 6, 6, None]'
+entries 'all(x["time"] == "2026-11-16T03:29:25" and x["pid"] == 1234 and x["process"] == "host.exe" and x["thread"] == 5678 for x in e)'
+entries '[x["summary"] for x in e if "summary" in x] == [{"messages": 2, "times": 31}]'
+entries 'e[7]["text"] == "GET SD_DACL\nD:(A;;FA;;;WD)" and e[8]["text"].endswith("= 5\n, readOffset = 0")'
+entries 'list(e[0]) == ["time", "pid", "process", "thread", "level", "text"]'
+run log levels --json --level 1
+entries '[x["level"] for x in e] == [1, None, None, None]'
+run log levels --json --level 2 --known-only
+entries '[x["level"] for x in e] == [1, 2]'
+run log levels --json --known-only
+entries '[x["level"] for x in e] == [6, 1, 2, 3, 3, 6, 6, 6]'
+run log levels --level 3 --last 7
+shows "1  ${one}ZdCreateFile:  FileName:   pool/a  ERROR:  directory already exists
+2  ${one}ZdCreateFile:   FileName:   pool/a  ERROR:  ignored file attributes:        dwFileAttributes value = 64 
+3  ${one}Closed fragment 3 to open pool/a;F5
+3= ${one}The previous 2 messages have repeated 31 times
+-  ${one}The previous two messages have repeated
+-  ${one}zdvfs: open: 2
+-  ${one}ZdWriteFile Exit! dwError: full(39)
+"
+run log levels
+holds 'grep -A 1 "^6  .*GET SD_DACL$" out | tail -n 1 | grep -qx "    D:(A;;FA;;;WD)"'
+
+echo "texts without a line end"
+printf '%sCProtocolManager::ZdConnect: Error 5 setting compression value 7%sCProtocolManager::ZdConnect: Encryption is not enabled%sZdConnect Exit\r\n%sno end' \
+    "$one" "$one" "$one" "$one" >levels
+run log levels --json
+entries '[x["level"] for x in e] == [2, 6, 6, None]'
+entries 'e[0]["text"] == "CProtocolManager::ZdConnect: Error 5 setting compression value 7" and e[2]["text"] == "ZdConnect Exit"'
+entries 'all(x["pid"] == 1234 for x in e) and e[3]["text"] == "no end"'
+# An unknown text may lack its end too; a known one that has it is whole, whatever its name looks like.
+printf '%sforeign%szdvfs: close\r\n%sZdCloseFile:    FileName= pool/%sx\r\n' "$one" "$one" "$one" "$one" >levels
+run log levels --json
+entries '[x["text"] for x in e][:2] == ["foreign", "zdvfs: close"]'
+entries 'len(e) == 3 and e[2]["level"] == 6 and e[2]["text"].endswith(" - x")'
+
+echo "names of processes"
+for name in 'a, b.exe' 'a (1), c.exe' 'x - y) - z.exe' 'UNKNOWN' 'without' 'a, 12) - b.exe' '日本.exe' ', .exe'; do
+    printf '2026/11/16 03:29:25 (1:%s, 2) - text of, 7) - it\r\n' "$name"
+done >levels
+run log levels --json
+entries '[x["process"] for x in e] == ["a, b.exe", "a (1), c.exe", "x - y) - z.exe", "UNKNOWN", "without", "a, 12) - b.exe", "日本.exe", ", .exe"]'
+entries 'all(x["text"] == "text of, 7) - it" and x["thread"] == 2 for x in e)'
+
+echo "what is no entry"
+printf 'rest of a line\r\n%sZdConnect Exit\r\n\r\nloose\n2026/11/16 03:29 (1:a.exe, 2) - x\n2026/11/16 03:29:25 (x:a.exe, 2) - x\n2026/11/16 03:29:25 (99999999999:a.exe, 2) - x\n%s' "$one" "${one% - }" >levels
+run log levels --json
+entries 'len(e) == 2 and e[0] == {"time": None, "pid": None, "process": None, "thread": None, "level": None, "text": "rest of a line"}'
+entries 'e[1]["level"] == 6 and e[1]["text"].count("\n") == 6 and e[1]["text"].endswith("5678)")'
+: >levels
+run log levels
+ends 0
+prints_nothing
+printf '\n' >levels
+run log levels --json
+entries 'len(e) == 1 and e[0]["text"] == ""'
+printf '%sesc \x1b[31m bell \x07 tab\t del \x7f zero \0.\r\n%slatin \xe4 \xff\r\n' "$one" "$one" >levels
+run log levels
+holds 'grep -q "esc <001b>\[31m bell <0007> tab	 del <007f> zero <0000>\.$" out'
+holds 'python3 -c "open(\"out\", encoding=\"utf-8\").read()"'
+run log levels --json
+entries 'e[0]["text"] == "esc \x1b[31m bell \x07 tab\t del \x7f zero \0." and e[1]["text"] == "latin \u00e4 \u00ff"'
+# Foreign bytes: no byte that is text is lost, and the entries around them are found.
+python3 - "$one" <<'END'
+import random, sys
+random.seed(5)
+one = sys.argv[1].encode()
+noise = bytes(random.randrange(256) for _ in range(3_000_000))
+line = bytes(random.choice(b"abc/ :(2026") for _ in range(2_500_000))
+open("levels", "wb").write(one + b"ZdConnect Enter\r\n" + noise + b"\n" + one + b"ZdConnect Exit\r\n" + line + b"\r\n" + one + b"ZdTest\r\n")
+open("letters", "w").write(str(len(line)))
+END
+run log levels --json
+ends 0
+entries 'any(x["text"] == "ZdTest" for x in e) and e[0]["text"].startswith("ZdConnect Enter") and e[0]["level"] == 6'
+entries 'sum(len(x["text"]) for x in e if x["text"].startswith("ZdConnect Exit")) >= int(open("letters").read())'
+run log levels
+ends 0
+# A line that holds nothing but beginnings.
+python3 -c 'import sys; open("levels", "w").write((sys.argv[1] + "x") * 60000)' "$one"
+run log levels --json
+ends 0
+entries 'len(e) == 60000 and all(x["text"] == "x" for x in e)'
+
+echo "a long file in little memory"
+python3 - "$one" <<'END'
+import sys
+one = sys.argv[1]
+block = "".join(f"{one}ZdReadFile Enter - handle: 0000000000{n:06x}, offset: {n}, len: 4096\r\n" for n in range(10000))
+with open("long", "w", newline="") as f:
+    while f.tell() < 100 << 20:
+        f.write(block)
+END
+wc -l <long >expected
+start=$(date +%s%N)
+"$root/tools/wine" "$zdhost" log long 2>err <in | wc -l >out &
+peak=0
+while [ -n "$(jobs -r)" ]; do
+    for process in /proc/[0-9]*; do
+        tr '\0' ' ' 2>/dev/null <"$process/cmdline" | grep -q 'zdhost.exe log long' || continue
+        now=$(awk '/^VmHWM/ { print $2 }' "$process/status" 2>/dev/null)
+        [ "${now:-0}" -gt "$peak" ] && peak=$now
+    done
+    sleep 0.2
+done
+echo "    100 MiB in $((($(date +%s%N) - start) / 1000000)) ms, $peak KiB resident at most"
+current="zdhost log long" status=0
+same expected out
+holds '[ "$peak" -gt 0 ] && [ "$peak" -lt 65536 ]'
+rm long
+
+echo "following"
+rm logs/*
+follow() { # SECONDS ARGUMENT...
+    local seconds=$1
+    shift
+    current="zdhost log --follow --for $seconds $*"
+    "$root/tools/wine" "$zdhost" log --follow --for "$seconds" "$@" <in >out 2>err &
+    follower=$!
+}
+followed() {
+    wait "$follower"
+    status=$?
+    ends 0
+}
+# Waits until the follower has shown a text.
+until_shown() {
+    local try
+    for try in $(seq 100); do
+        grep -qF -- "$1" out && return
+        sleep 0.1
+    done
+}
+file='logs/(ZDVFS)2026-11-16-0329.LOG'
+printf '%sold 1\r\n%sold 2\r\n' "$one" "$one" >"$file"
+follow 6 --last 1
+until_shown "old 2"
+printf '%sZdConnect En' "$one" >>"$file"
+sleep 0.2
+printf 'ter\r\n%sGET SD_DACL\r\n' "$one" >>"$file"
+printf 'D:\r\n' >>"$file"
+until_shown "D:"
+# The log turns to a new file, and another process goes on writing the old one.
+printf '%snewer\r\n' "$one" >'logs/(ZDVFS)2026-11-16-0400.LOG'
+until_shown "newer"
+printf '%solder\r\n%shalf' "$one" "$one" >>"$file"
+followed
+says_nothing
+shows "-  ${one}old 2\n6  ${one}ZdConnect Enter\n6  ${one}GET SD_DACL\n    D:\n-  ${one}newer\n-  ${one}older\n-  ${one}half\n"
+# It waits for the first file, and its folder; a file that is cut is read anew; one that goes is no failure.
+rm -r logs
+follow 8 --json
+sleep 2
+mkdir logs
+printf '%sfirst and long enough\r\n' "$one" >"$file"
+until_shown "first"
+printf '%scut\r\n' "$one" >"$file"
+until_shown "cut"
+rm "$file"
+followed
+entries '[x["text"] for x in e] == ["first and long enough", "cut"]'
+# A file of another name is followed alone.
+printf '%sa\r\n' "$one" >plain
+follow 5 plain
+until_shown "- a"
+printf '%snot this\r\n' "$one" >"$file"
+printf '%sb\r\n' "$one" >>plain
+followed
+shows "-  ${one}a\n-  ${one}b\n"
+# Ctrl-C is how one stops.
+printf '... 6 ^C\n' >keys
+python3 "$here/console" "$zdhost" log --follow <keys >out 2>err &
+sleep 2
+printf '%sseen\r\n' "$one" >>"$file"
+wait $!
+status=$?
+current="zdhost log --follow on a terminal"
+ends 0
+prints "${one}seen"
+
+echo "a log of the plug-in's own"
+rm -r logs agent
+make_pool
+printf 'mkdir /d\nput levels /d/x\nsay --level 1 "an error of mine"\nsay x\nls /\nacl get /d/x\n' >in
+run script
+ends 0
+: >in
+run log --all --json
+ends 0
+entries 'len(e) > 40 and {x["process"] for x in e} == {"zdhost.exe"}'
+# Only the lines of others are unknown.
+entries '{x["text"].split(" ")[0] for x in e if x["level"] is None} <= {"an", "x", "zdvfs:"}'
+entries 'sum(x["level"] == 6 for x in e) > 30 and sum("/" in x["text"][:5] for x in e) == 0'
+entries 'any(x["text"].startswith("GET SD_DACL\n") for x in e) and any(x["text"].endswith("Compression is enabled") for x in e)'
+# The text form shows the file's lines, each with its level in front, and those without an end apart.
+run log --all
+cat logs/*.LOG | tr -d '\r' | sed -E 's#(enabled|encryption|value [0-9-]+)([0-9]{4}/)#\1\n\2#g' >expected
+sed -E 's/^(.  |    )//' out >stripped
+same expected stripped
+# A file that the plug-in holds open is followed, and neither side keeps the other, or somebody who renames, from its work.
+"$root/tools/wine" "$zdhost" log --follow --for 12 --last 0 <in >seen 2>seen-errors &
+follower=$!
+sleep 3
+printf 'say --level 1 "while it is followed"\nsay x\n' >in
+run script
+ends 0
+: >in
+for name in logs/*.LOG; do
+    current="renaming $name"
+    "$root/tools/wine" cmd /c ren "Z:${PWD//\//\\}\\${name//\//\\}" "${name##*/}.old" <in >out 2>err
+    status=$?
+    ends 0
+    holds '[ -e "$name.old" ]'
+done
+wait "$follower"
+status=$?
+current="zdhost log --follow beside the plug-in"
+cp seen out
+cp seen-errors err
+ends 0
+says_nothing
+prints "while it is followed"
+run setup --clear

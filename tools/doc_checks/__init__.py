@@ -1,0 +1,1 @@
+"""What tools/check-docs looks for in the documents, a module for each kind."""
