@@ -25,8 +25,8 @@ if(NOT EXISTS "${ZD_SPECS}")
   file(WRITE "${ZD_SPECS}" "${ZD_SPECS_TEXT}")
 endif()
 
-set(CMAKE_C_FLAGS_INIT "-specs=${ZD_SPECS} -D_UCRT")
-set(CMAKE_CXX_FLAGS_INIT "-specs=${ZD_SPECS} -D_UCRT")
+set(CMAKE_C_FLAGS_INIT "\"-specs=${ZD_SPECS}\" -D_UCRT")
+set(CMAKE_CXX_FLAGS_INIT "\"-specs=${ZD_SPECS}\" -D_UCRT")
 # The static thread library was compiled for the other runtime and asks for its setjmp.
 set(ZD_LINK "-static -Wl,--defsym,_setjmp=__intrinsic_setjmp")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "${ZD_LINK}")

@@ -11,11 +11,13 @@
 #include "Text.h"
 
 int wmain(int count, wchar_t** words) {
-    // Whatever a storage library loads by name alone comes from the program's or the system's folder, never from the
-    // current one or from PATH.
-    if (::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS) == FALSE) return zd::kExitFailed;
     try {
         zd::PrepareStreams();
+        // Whatever a storage library loads by name alone comes from the program's or the system's folder, never from
+        // the current one or from PATH.
+        if (::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS) == FALSE) {
+            zd::ThrowFailure("choosing the folders of libraries", ::GetLastError(), {});
+        }
         zd::CatchInterrupts();
         std::vector<std::string> arguments;
         for (int i = 1; i < count; ++i) arguments.push_back(zd::ToUtf8(words[i]));

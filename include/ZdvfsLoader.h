@@ -23,8 +23,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -116,7 +118,7 @@ class CLibrary {
 public:
     // Loads `fullPath`, which begins with a drive or with "\\"; another one is refused (161), so that the current
     // folder decides nothing. zdvfs.dll and hul.dll are looked for beside the plug-in, then in this program's folder,
-    // the system's folder and those of AddDllDirectory, never in the current folder or along PATH.
+    // those of AddDllDirectory and SetDllDirectory, and the system's; never in the current folder or along PATH.
     // Throws CError: 126 where the file or a library that it needs is missing, 193 where it is no 64-bit library,
     // 127 where it exports no GetProtocol.
     explicit CLibrary(std::wstring_view fullPath) {
@@ -163,7 +165,7 @@ public:
     CLog() {
         static std::atomic<bool> made{false};
         if (made.exchange(true)) throw CError("making a second log", ERROR_ALREADY_INITIALIZED);
-        m_logger = std::make_unique<CLogger>();
+        m_logger.reset(new CLogger);
         m_logger->formerMakerKeys = !TreeExists(kProductTree) && TreeExists(kFormerProductTree);
         const std::wstring tree = m_logger->formerMakerKeys ? kFormerProductTree : kProductTree;
         HKEY key = nullptr;
@@ -180,21 +182,46 @@ public:
     // The logger that GetProtocol is given. Null after Stop.
     CLogger* Get() const { return m_logger.get(); }
 
-    // Lets the writer finish its lines, waiting at most `milliseconds`, and ends the log. No thread uses it or the
-    // plug-in any more. False where the writer did not end: the log then stays in memory for it, and the library has to
-    // stay loaded.
-    bool Stop(DWORD milliseconds = 30000) {
+    // Lets the writer finish its lines, waiting at most `milliseconds`, and ends the log with all that it holds: the
+    // file, the handles, the lines remembered for folding. No thread uses it or the plug-in any more. False where the
+    // writer did not end, or could not be told to for want of memory: the log then stays in memory for it, and the
+    // library has to stay loaded.
+    bool Stop(DWORD milliseconds = 30000) noexcept {
         if (m_logger == nullptr) return true;
-        if (!m_logger->Stop(milliseconds)) {
+        if (!WriterEnds(milliseconds)) {
             static_cast<void>(m_logger.release());
             return false;
         }
-        if (m_logger->settingsKey != nullptr) ::RegCloseKey(m_logger->settingsKey);
         m_logger.reset();
         return true;
     }
 
 private:
+    // The plug-in opens these and gives none of them back. Its runtime and its heap are the host's too.
+    struct CFree {
+        void operator()(CLogger* logger) const noexcept {
+            const std::unique_ptr<CLogger> owner(logger);
+            for (const RecentMessage& message : logger->suppressor.recent) delete message.record;
+            if (logger->file != nullptr) std::fclose(logger->file);
+            if (logger->writerThread != nullptr) ::CloseHandle(logger->writerThread);
+            if (logger->wakeEvent != nullptr) ::CloseHandle(logger->wakeEvent);
+            // The plug-in keeps a failed registration as an invalid handle.
+            if (logger->eventSource != nullptr && logger->eventSource != INVALID_HANDLE_VALUE) {
+                ::DeregisterEventSource(logger->eventSource);
+            }
+            if (logger->settingsKey != nullptr) ::RegCloseKey(logger->settingsKey);
+            if (logger->lockInitialised) ::DeleteCriticalSection(&logger->lock);
+        }
+    };
+
+    bool WriterEnds(DWORD milliseconds) const noexcept {
+        try {
+            return m_logger->Stop(milliseconds);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
+
     // The plug-in asks for the same access, so that both choose the same tree.
     static bool TreeExists(const wchar_t* tree) {
         HKEY key = nullptr;
@@ -203,7 +230,7 @@ private:
         return true;
     }
 
-    std::unique_ptr<CLogger> m_logger;
+    std::unique_ptr<CLogger, CFree> m_logger;
 };
 
 // ---- The plug-in's objects --------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 import importlib.machinery
 import importlib.util
 import pathlib
+import shutil
 import struct
 import subprocess
 import sys
@@ -111,6 +112,12 @@ class CheckBinaries(unittest.TestCase):
         self.expect(self.replace(b"GetModuleHandleExW\0", b"LoadLibraryW" + b"\0" * 7), "imports LoadLibraryW,")
         self.expect(self.replace(b"LoadLibraryExW\0", b"LoadLibraryA\0\0\0", HOST), "imports LoadLibraryA,", HOST)
 
+    def test_a_function_imported_by_number(self):
+        image = image_of(PLUGIN)
+        first = image.at(image.directory[check.IMPORTS][0])
+        put(image, "Q", image.at(image.number("I", first)), 1 << 63 | 123)
+        self.expect(image, "imports #123 of ADVAPI32.dll by number")
+
     def test_exports(self):
         self.expect(self.replace(b"\0GetProtocol\0", b"\0GetProtocoL\0"), "['GetProtocoL']; does not export: ['GetPro")
 
@@ -163,6 +170,24 @@ class CheckBinaries(unittest.TestCase):
                 self.assertEqual(check.problems(name, image, stripped=True), [])
                 put(image, "H", image.protections_at, 0)
                 self.assertEqual(len(check.problems(name, check.Image(image.data), stripped=True)), 3)
+
+    def test_a_folder_holds_all_of_them(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name in (*check.SHIPPED, check.MESSAGES):
+                shutil.copy(BINARIES / name, folder)
+            self.assertEqual(self.status_of(folder), (0, ""))
+            for name in (*check.SHIPPED, check.MESSAGES):
+                with self.subTest(name=name):
+                    (pathlib.Path(folder) / name).unlink()
+                    status, told = self.status_of(folder)
+                    self.assertEqual(status, 1)
+                    self.assertIn(f"{name}: cannot be read: ", told)
+                    shutil.copy(BINARIES / name, folder)
+
+    @staticmethod
+    def status_of(folder):
+        run = subprocess.run([ROOT / "tools" / "check-binaries", folder], capture_output=True, text=True, check=False)
+        return run.returncode, run.stderr
 
     def test_what_is_no_program(self):
         for data in (b"", b"MZ", b"#!/bin/sh\n" + b"x" * 200, bytes(image_of(PLUGIN).data[:0x100])):

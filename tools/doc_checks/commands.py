@@ -44,7 +44,7 @@ class Facts:
 
     def __init__(self, root, zdhost):
         self.root, self.zdhost_program = root, zdhost
-        self._help, self._names, self._texts = None, None, None
+        self._help, self._names, self._texts, self._variables = None, None, None, None
         presets = json.loads((root / "CMakePresets.json").read_text(encoding="utf-8"))
         self.presets = {preset["name"] for preset in presets["configurePresets"] if not preset.get("hidden")}
 
@@ -76,6 +76,11 @@ class Facts:
                     tests |= {re.sub(r"\$\{\w+\}", "", name) for name in re.findall(r"add_test\(NAME (\S+)", text)}
             self._names = tests, targets, labels
         return self._names
+
+    def variables(self):
+        if self._variables is None:
+            self._variables = {name for text in self.texts().values() for name in VARIABLE.findall(text)}
+        return self._variables
 
     def zdhost(self):
         """"" or a command -> {option: takes a value}, from zdhost's own help."""
@@ -145,7 +150,7 @@ def check_block(document, block, facts):
 
 def check_variables(document, line, text, facts):
     for name in VARIABLE.findall(text):
-        if not any(name in content for content in facts.texts().values()):
+        if name not in facts.variables():
             document.report(line, f"nothing in the tree knows {name}")
 
 

@@ -59,6 +59,7 @@ ROWS = [
     ("`ZD_PRESENT=debug ./test`", "nothing in the tree knows ZD_PRESENT"),
     ("`-DZD_BUILD_HOST=OFF`", None),
     ("`-DZD_BUILD_HOSTS=OFF`", "nothing in the tree knows ZD_BUILD_HOSTS"),
+    ("`-DZD_BUILD_HOS=OFF`", "nothing in the tree knows ZD_BUILD_HOS$"),
     # C++.
     ('```cpp\n#include "ZdvfsLoader.h"\nint main() { return 0; }\n```', None),
     ("```cpp\nint main() { return x; }\n```", "does not compile.*x.*not declared"),
