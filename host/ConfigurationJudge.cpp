@@ -52,7 +52,8 @@ private:
     }
 
     void JudgeAgentType() {
-        if (!IsAbove("AgentType")) return;
+        // Above 3, a type is how one asks for the agent's own file.
+        if (!IsAbove("AgentType") || Row("ConfigFilePath").source != "default") return;
         WarnIfSet("AgentType", std::to_string(Number("AgentType")) +
                                    " is no agent type with a meaning of its own (0 to 3): it only hands over the file "
                                    "of Agent\\ConfigFilePath");

@@ -59,7 +59,7 @@ constexpr Setting kSettings[] = {
      "File count handed to the storage library",
      kDword, "files", 0, kMostUnsigned, 1000, nullptr, Zero::Counts, "connect, activity"},
     {"--task-close-wait", Key::Zdvfs, L"TaskCloseWait", nullptr, Number, "SECONDS",
-     "Quiet time after which the storage task may stop",
+     "Time since the first report of activity after which the storage task may stop",
      kDword, "seconds", 1, kMostUnsigned, 900, nullptr, Zero::IsDefault, "map, at activity"},
     {"--task-time-add", Key::Zdvfs, L"TaskTimeAdd", nullptr, Number, "SECONDS",
      "Time added when the storage task is renewed; 0 turns renewal off",

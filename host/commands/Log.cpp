@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <limits>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "Arguments.h"
@@ -35,11 +36,11 @@ std::uint32_t NumberOf(const std::string& text) {
     return static_cast<std::uint32_t>(ParseNumber(text, std::numeric_limits<std::uint32_t>::max()).value());
 }
 
-// What is read: files, the oldest first, and the folder in which newer ones may come.
+// What is read: files, the oldest first, and the folder in which new ones may come.
 struct LogPlaces {
     std::vector<std::wstring> files;
     std::optional<std::wstring> folder;
-    std::wstring newest;  // the name of the last one
+    std::set<std::wstring> known;  // the names in it that are not new
 };
 
 std::wstring NameIn(const std::wstring& path) {
@@ -56,10 +57,23 @@ LogPlaces PlacesInFolder(const std::wstring& folder, const LogOptions& options) 
         if (!options.follow) throw;
     }
     if (names.empty() && !options.follow) throw CFailure("there is no log file in " + ToUtf8(folder));
+    places.known.insert(names.begin(), names.end());
     if (!options.all && names.size() > 1) names.erase(names.begin(), names.end() - 1);
     for (const std::wstring& name : names) places.files.push_back(PathBelow(folder, name));
-    if (!names.empty()) places.newest = names.back();
     return places;
+}
+
+// The folder's log files that are not newer than one of them.
+std::set<std::wstring> NamesUpTo(const std::wstring& newest, const std::wstring& folder) {
+    std::set<std::wstring> names;
+    try {
+        for (const std::wstring& name : LogFileNames(folder)) {
+            if (name <= newest) names.insert(name);
+        }
+    } catch (const CFailure&) {
+        // Opening the file tells why.
+    }
+    return names;
 }
 
 LogPlaces PlacesOf(const LogOptions& options) {
@@ -84,20 +98,20 @@ LogPlaces PlacesOf(const LogOptions& options) {
         std::stable_sort(
             places.files.begin(), places.files.end(),
             [](const std::wstring& one, const std::wstring& other) { return NameIn(one) < NameIn(other); });
-        places.newest = NameIn(places.files.back());
-        places.folder = places.files.back().substr(0, places.files.back().size() - places.newest.size());
+        const std::wstring newest = NameIn(places.files.back());
+        places.folder = places.files.back().substr(0, places.files.back().size() - newest.size());
         if (places.folder->empty()) places.folder = L".";
+        places.known = NamesUpTo(newest, *places.folder);
     }
     return places;
 }
 
-void Follow(const LogOptions& options, LogPlaces& places, CLogOutput& output, const CLogParser::Sink& sink) {
+void Follow(const LogOptions& options, const LogPlaces& places, CLogOutput& output, const CLogParser::Sink& sink) {
     const bool timed = !options.seconds.empty();
     const ULONGLONG until = timed ? ::GetTickCount64() + NumberOf(options.seconds) * 1000ULL : 0;
-    CLogFollower follower(places.folder, sink);
-    follower.SkipUpTo(places.newest);
-    if (!places.files.empty()) follower.Add(places.files.back());
+    CLogFollower follower(places.folder, places.known, sink);
     try {
+        for (const std::wstring& file : places.files) follower.Begin(file);
         follower.Read();
         follower.FlushWhole();
         output.EndPast();
@@ -122,10 +136,13 @@ void ShowLog(const LogOptions& options) {
     wanted.json = options.json;
     CLogOutput output(wanted);
     const CLogParser::Sink sink = [&output](LogEntry&& entry) { output.Take(entry); };
-    LogPlaces places = PlacesOf(options);
-    for (std::size_t i = 0; i + (options.follow ? 1 : 0) < places.files.size(); ++i) ReadLogFile(places.files[i], sink);
-    if (options.follow) Follow(options, places, output, sink);
-    output.EndPast();
+    const LogPlaces places = PlacesOf(options);
+    if (options.follow) {
+        Follow(options, places, output, sink);
+    } else {
+        for (const std::wstring& file : places.files) ReadLogFile(file, sink);
+        output.EndPast();
+    }
     FlushOutput();
 }
 
@@ -134,8 +151,8 @@ CommandAction DescribeLog(CLI::App& command) {
     command.add_option("FILE", options->files, "Log files, or their folder (default: where the settings say)")
         ->type_name("");
     command.add_flag("--all", options->all, "Every log file of the folder, not only the newest");
-    CLI::Option* const follow = command.add_flag("-f,--follow", options->follow,
-                                                 "Wait for further lines, and for newer files; ends with Ctrl-C");
+    CLI::Option* const follow =
+        command.add_flag("-f,--follow", options->follow, "Wait for further lines, and for new files; ends with Ctrl-C");
     command.add_option("--for", options->seconds, "With --follow: end after so many seconds")
         ->type_name("SECONDS")
         ->check(NumberValidator())

@@ -22,12 +22,25 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool HasTimeForm(std::string_view text) {
-    if (text.size() < kTimeForm.size()) return false;
-    for (std::size_t i = 0; i < kTimeForm.size(); ++i) {
+// Whether what is there of the text has the form.
+bool FitsTimeForm(std::string_view text) {
+    for (std::size_t i = 0; i < std::min(text.size(), kTimeForm.size()); ++i) {
         if (kTimeForm[i] == '0' ? !IsDigit(text[i]) : text[i] != kTimeForm[i]) return false;
     }
     return true;
+}
+
+bool HasTimeForm(std::string_view text) {
+    return text.size() >= kTimeForm.size() && FitsTimeForm(text);
+}
+
+// The first place from `from` on where the form stands.
+std::size_t FindTimeForm(std::string_view text, std::size_t from) {
+    constexpr std::size_t kSlash = 4;
+    for (std::size_t at = text.find('/', from + kSlash); at != std::string_view::npos; at = text.find('/', at + 1)) {
+        if (HasTimeForm(text.substr(at - kSlash))) return at - kSlash;
+    }
+    return std::string_view::npos;
 }
 
 // Takes a 32-bit number and what has to stand behind it off the front.
@@ -46,12 +59,13 @@ bool EndsAsProgram(std::string_view name) {
 
 // The first place from `from` on where a beginning stands inside a line.
 std::size_t FindBeginning(std::string_view text, std::size_t from) {
-    constexpr std::size_t kSlash = 4;
-    for (std::size_t at = text.find('/', from + kSlash); at != std::string_view::npos; at = text.find('/', at + 1)) {
-        const std::string_view there = text.substr(at - kSlash);
-        if (HasTimeForm(there) && ReadBeginning(there)) return at - kSlash;
-    }
-    return std::string_view::npos;
+    std::size_t at = FindTimeForm(text, from);
+    while (at != std::string_view::npos && !ReadBeginning(text.substr(at))) at = FindTimeForm(text, at + 1);
+    return at;
+}
+
+bool MayBecomeBeginning(std::string_view line) {
+    return !line.empty() && line.size() < kLongestBeginning && FitsTimeForm(line) && !ReadBeginning(line);
 }
 
 // The level of a text: by all of it, else by its first lines, where lines without a beginning have come behind.
@@ -84,6 +98,8 @@ std::optional<LogBeginning> ReadBeginning(std::string_view text) {
         const auto thread = TakeNumber(behind, ") - ");
         const std::string_view name = left.substr(0, at);
         if (name.find('\n') != std::string_view::npos) break;
+        // The next entry begins there, on the same line.
+        if (FindTimeForm(name, 0) != std::string_view::npos) break;
         if (!thread || (found && !EndsAsProgram(name))) continue;
         result.thread = *thread;
         result.processName = name;
@@ -120,6 +136,11 @@ void CLogParser::TakeFront() {
 
 void CLogParser::FlushWhole() {
     if (m_line.empty() && m_open && m_text.ends_with('\n')) Emit();
+}
+
+void CLogParser::FlushPart() {
+    if (!MayBecomeBeginning(m_line)) return FlushAll();
+    if (m_open) Emit();
 }
 
 void CLogParser::FlushAll() {
@@ -172,7 +193,8 @@ void CLogParser::Emit() {
     m_text.clear();
     if (entry.beginning) {
         entry.level = LevelOf(entry.text);
-        entry.summary = ReadSummary(entry.text);
+        // Lines without a beginning may have come behind it.
+        entry.summary = ReadSummary(std::string_view(entry.text).substr(0, entry.text.find('\n') + 1));
     }
     if (entry.text.ends_with('\n')) entry.text.pop_back();
     m_sink(std::move(entry));

@@ -48,6 +48,10 @@ public:
     // Gives the sink the entry that has been kept, where it is whole: one whose line has ended.
     void FlushWhole();
 
+    // Gives it half a line too, unless that may be the front of an entry's beginning: cut there, an entry would lose
+    // its time, process and level.
+    void FlushPart();
+
     // Gives it what is there, be it half a line.
     void FlushAll();
 

@@ -1,5 +1,7 @@
 #include "log/LogReader.h"
 
+#include <algorithm>
+
 #include "Failure.h"
 #include "Interrupt.h"
 
@@ -8,8 +10,6 @@ namespace zd {
 namespace {
 
 constexpr DWORD kBlock = 1 << 16;
-// Each rotation leaves a file that nobody writes any more.
-constexpr std::size_t kMostTails = 8;
 // The log writes the lines of one text together: what has not come by then is not its rest.
 constexpr ULONGLONG kQuietForWhole = 250;
 constexpr ULONGLONG kQuietForPart = 1000;
@@ -35,22 +35,19 @@ void ReadLogFile(const std::wstring& path, const CLogParser::Sink& sink) {
     parser.FlushAll();
 }
 
-void CLogFollower::Add(const std::wstring& path) {
-    m_tails.emplace_back(path, m_sink);
-    if (m_tails.size() <= kMostTails) return;
-    ReadTail(m_tails.front());
-    m_tails.front().parser.FlushAll();
-    m_tails.pop_front();
+void CLogFollower::Begin(const std::wstring& path) {
+    CTail& tail = m_tails.emplace_back(path, m_sink);
+    ReadTail(tail);
+    tail.parser.FlushWhole();
+    GiveUpIdlest();
 }
 
 void CLogFollower::Read() {
     for (CTail& tail : m_tails) ReadTail(tail);
-    const std::size_t before = m_tails.size();
-    AddNewer();
-    // What an older file has got until the newer one came stands before it.
-    for (std::size_t i = 0; i < m_tails.size(); ++i) {
-        if (m_tails.size() != before) ReadTail(m_tails[i]);
-    }
+    if (!AddNew()) return;
+    // What an older file has got until the new one came stands before it.
+    for (CTail& tail : m_tails) ReadTail(tail);
+    GiveUpIdlest();
 }
 
 void CLogFollower::FlushWhole() {
@@ -66,28 +63,48 @@ void CLogFollower::ReadTail(CTail& tail) const {
     if (FeedAll(tail.file, tail.parser)) {
         tail.lastRead = now;
     } else if (now - tail.lastRead >= kQuietForPart) {
-        tail.parser.FlushAll();
+        tail.parser.FlushPart();
     } else if (now - tail.lastRead >= kQuietForWhole) {
         tail.parser.FlushWhole();
     }
 }
 
-void CLogFollower::AddNewer() {
-    if (!m_folder) return;
+bool CLogFollower::AddNew() {
+    if (!m_folder) return false;
     std::vector<std::wstring> names;
     try {
         names = LogFileNames(*m_folder);
     } catch (const CFailure&) {
-        return;  // a folder that is not there yet, or no more
+        // Not there yet, or no more. One that does not answer for a moment still has its files.
+        if (::GetFileAttributesW(m_folder->c_str()) != INVALID_FILE_ATTRIBUTES) return false;
+        const DWORD code = ::GetLastError();
+        if (code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND) return false;
     }
+    // A file that is made anew under the name of one that has gone is new.
+    std::erase_if(m_known,
+                  [&](const std::wstring& name) { return !std::binary_search(names.begin(), names.end(), name); });
+    bool any = false;
     for (const std::wstring& name : names) {
-        if (name <= m_newest) continue;
+        if (m_known.contains(name)) continue;
         try {
-            Add(PathBelow(*m_folder, name));
+            m_tails.emplace_back(PathBelow(*m_folder, name), m_sink);
         } catch (const CFailure&) {
-            return;  // it may be gone already; if not, the next look finds it again
+            continue;  // it may be gone already; if not, the next look finds it again
         }
-        m_newest = name;
+        m_known.insert(name);
+        any = true;
+    }
+    return any;
+}
+
+void CLogFollower::GiveUpIdlest() {
+    while (m_tails.size() > kMostTails) {
+        const auto idlest = std::min_element(m_tails.begin(), m_tails.end(), [](const CTail& one, const CTail& other) {
+            return one.lastRead < other.lastRead;
+        });
+        ReadTail(*idlest);
+        idlest->parser.FlushAll();
+        m_tails.erase(idlest);
     }
 }
 

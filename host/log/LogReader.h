@@ -3,10 +3,10 @@
 
 #include <windows.h>
 
-#include <deque>
+#include <list>
 #include <optional>
+#include <set>
 #include <string>
-#include <vector>
 
 #include "log/LogFile.h"
 #include "log/LogParser.h"
@@ -16,19 +16,20 @@ namespace zd {
 // Gives the sink every entry of the file, the last one as it stands. Throws CFailure; CInterrupted on Ctrl-C.
 void ReadLogFile(const std::wstring& path, const CLogParser::Sink& sink);
 
-// Follows a log file, and the newer ones that come into being in its folder. Those that it has begun with are read on
-// as well, since another process may be writing them. Not thread-safe.
+// Follows log files, and those that come into being in their folder. Every process writes one of its own, so older ones
+// are read on as well: of more than kMostTails, the one in which nothing has come for the longest time is given up. Not
+// thread-safe.
 class CLogFollower {
 public:
-    // Without a folder no newer files are looked for.
-    CLogFollower(std::optional<std::wstring> folder, CLogParser::Sink sink)
-        : m_folder(std::move(folder)), m_sink(std::move(sink)) {}
+    static constexpr std::size_t kMostTails = 64;
 
-    // Begins with a file. Throws CFailure.
-    void Add(const std::wstring& path);
+    // Files of the folder whose names are not `known` are new. Names do not tell which: they hold local time, which
+    // goes back. Without a folder no new files are looked for.
+    CLogFollower(std::optional<std::wstring> folder, std::set<std::wstring> known, CLogParser::Sink sink)
+        : m_folder(std::move(folder)), m_known(std::move(known)), m_sink(std::move(sink)) {}
 
-    // Files of the folder with this name, and names before it, are not newer.
-    void SkipUpTo(const std::wstring& name) { m_newest = name; }
+    // Begins with a file: gives the sink the entries in it whose lines have ended. Throws CFailure.
+    void Begin(const std::wstring& path);
 
     // Reads what is there now. Entries that may go on are kept, for a while.
     void Read();
@@ -44,16 +45,17 @@ private:
         CTail(const std::wstring& path, const CLogParser::Sink& sink) : file(path), parser(sink) {}
         CLogFile file;
         CLogParser parser;
-        ULONGLONG lastRead = 0;
+        ULONGLONG lastRead = ::GetTickCount64();
     };
 
     void ReadTail(CTail& tail) const;
-    void AddNewer();
+    bool AddNew();
+    void GiveUpIdlest();
 
     std::optional<std::wstring> m_folder;
+    std::set<std::wstring> m_known;
     CLogParser::Sink m_sink;
-    std::wstring m_newest;
-    std::deque<CTail> m_tails;
+    std::list<CTail> m_tails;
 };
 
 }  // namespace zd

@@ -101,7 +101,7 @@ clean
 run setup --agent-key-type 0xffffffff --config-file "Z:$work/agent/pool.cfg"
 run config
 row AgentType 4294967295 'registry Agent.AgentType'
-holds 'grep -q "warning: 4294967295 is no agent type" out'
+warns AgentType
 row ConfigFilePath '".*pool.cfg"' 'registry Agent.ConfigFilePath'
 warns ConfigFilePath
 clean

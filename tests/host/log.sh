@@ -1,21 +1,6 @@
 # zdhost log: the reader of the log's files. Read by "run".
-mkdir logs
-log() { printf '%b' "$2" >"logs/(ZDVFS)$1.LOG"; }
-# As the shell sees the expected text, with \n and \t.
-shows() {
-    printf '%b' "$1" >expected
-    same expected out
-}
-# A Python condition over the entries of the JSON, e.
-entries() {
-    checks=$((checks + 1))
-    python3 -c '
-import json, sys
-e = [json.loads(line) for line in open("out", encoding="utf-8")]
-sys.exit(0 if eval(sys.argv[1]) else 1)' "$1" 2>>err || fail "should hold of the entries: $1"
-}
-run setup --clear
-run setup --clear --former-tree
+# shellcheck source=/dev/null
+. "$here/log_entries.sh"
 
 echo "where the log is"
 run log
@@ -92,7 +77,6 @@ ends 2
 says "a folder goes alone"
 
 echo "levels, summaries, lines of several kinds"
-one='2026/11/16 03:29:25 (1234:host.exe, 5678) - '
 {
     printf '%sZdCreateFile Enter pool/a FileAttributes: 128  CreateDisposition: 1\r\n' "$one"
     printf '%sZdCreateFile:  FileName:   pool/a  ERROR:  directory already exists\r\n' "$one"
@@ -146,6 +130,18 @@ run log levels --json
 entries '[x["text"] for x in e][:2] == ["foreign", "zdvfs: close"]'
 entries 'len(e) == 3 and e[2]["level"] == 6 and e[2]["text"].endswith(" - x")'
 
+# A process without ".exe": its name ends before the next entry, on the same line.
+printf '%sCProtocolManager::ZdConnect: Compression is enabled%sZdConnect Exit\r\n' \
+    '2026/11/16 03:29:25 (4:System, 88) - ' "$one" >levels
+run log levels --json
+entries '[(x["process"], x["thread"], x["text"]) for x in e] == [("System", 88, "CProtocolManager::ZdConnect: Compression is enabled"), ("host.exe", 5678, "ZdConnect Exit")]'
+# A loose line behind a summary.
+printf '%sThe previous 2 messages have repeated 31 times\r\nloose\r\n' "$one" >levels
+run log levels --json
+entries 'len(e) == 1 and e[0]["level"] == 3 and e[0]["summary"] == {"messages": 2, "times": 31}'
+run log levels
+shows "3= ${one}The previous 2 messages have repeated 31 times\n    loose\n"
+
 echo "names of processes"
 for name in 'a, b.exe' 'a (1), c.exe' 'x - y) - z.exe' 'UNKNOWN' 'without' 'a, 12) - b.exe' '日本.exe' ', .exe'; do
     printf '2026/11/16 03:29:25 (1:%s, 2) - text of, 7) - it\r\n' "$name"
@@ -172,22 +168,49 @@ holds 'grep -q "esc <001b>\[31m bell <0007> tab	 del <007f> zero <0000>\.$" out'
 holds 'python3 -c "open(\"out\", encoding=\"utf-8\").read()"'
 run log levels --json
 entries 'e[0]["text"] == "esc \x1b[31m bell \x07 tab\t del \x7f zero \0." and e[1]["text"] == "latin \u00e4 \u00ff"'
-# Foreign bytes: no byte that is text is lost, and the entries around them are found.
+# The controls beyond ASCII, in UTF-8 and, where it is not UTF-8, in the code page.
+printf '%sC1 \xc2\x80 \xc2\x9b31m \xc2\x9f \xc2\xa0\r\n%slatin \xe4 \x81\r\n' "$one" "$one" >levels
+run log levels
+holds 'grep -q "C1 <0080> <009b>31m <009f> " out && grep -q "latin ä <0081>$" out'
+run log levels --json
+entries 'e[0]["text"] == "C1 \u0080 \u009b31m \u009f \u00a0" and e[1]["text"] == "latin \u00e4 \u0081"'
+# Foreign bytes: none is lost, and the entries around them are found.
 python3 - "$one" <<'END'
-import random, sys
+import json, random, sys
 random.seed(5)
 one = sys.argv[1].encode()
 noise = bytes(random.randrange(256) for _ in range(3_000_000))
 line = bytes(random.choice(b"abc/ :(2026") for _ in range(2_500_000))
 open("levels", "wb").write(one + b"ZdConnect Enter\r\n" + noise + b"\n" + one + b"ZdConnect Exit\r\n" + line + b"\r\n" + one + b"ZdTest\r\n")
-open("letters", "w").write(str(len(line)))
+# As the code page has them, where the five bytes that it does not know stand for themselves.
+page = {b: chr(b) if b in (0x81, 0x8D, 0x8F, 0x90, 0x9D) else bytes([b]).decode("cp1252") for b in range(256)}
+foreign = noise.replace(b"\r\n", b"\n").decode("latin-1").translate(page)
+json.dump(["ZdConnect Enter\n" + foreign, "ZdConnect Exit\n" + line.decode(), "ZdTest"], open("wanted", "w"))
 END
 run log levels --json
 ends 0
-entries 'any(x["text"] == "ZdTest" for x in e) and e[0]["text"].startswith("ZdConnect Enter") and e[0]["level"] == 6'
-entries 'sum(len(x["text"]) for x in e if x["text"].startswith("ZdConnect Exit")) >= int(open("letters").read())'
+entries '[x["text"] for x in e] == json.load(open("wanted")) and [x["level"] for x in e] == [6, 6, None]'
 run log levels
 ends 0
+# An entry of more than 4 MiB comes in parts that hold all of it: many lines, and one.
+python3 - "$one" <<'END'
+import sys
+lines = "".join(f"loose line {n}\n" for n in range(400_000))
+open("lines", "w").write(lines)
+open("levels", "w").write(sys.argv[1] + "ZdConnect Enter\n" + lines + sys.argv[1] + "ZdTest\n")
+open("letters", "w").write("".join(f"{n} " for n in range(1_000_000)))
+open("line", "w").write(sys.argv[1] + open("letters").read() + "\n" + sys.argv[1] + "ZdTest\n")
+END
+run log levels --json
+ends 0
+entries '"\n".join(x["text"] for x in e[:-1]) + "\n" == "ZdConnect Enter\n" + open("lines").read()'
+entries 'len(e) == 3 and all(len(x["text"]) <= 4 << 20 for x in e) and e[0]["level"] == 6 and e[1]["time"] is None'
+entries 'e[-1]["text"] == "ZdTest" and e[-1]["pid"] == 1234'
+run log line --json
+ends 0
+entries '"".join(x["text"] for x in e[:-1]) == open("letters").read()'
+entries 'len(e) == 3 and all(len(x["text"]) <= 4 << 20 for x in e) and e[0]["pid"] == 1234 and e[1]["time"] is None'
+rm lines line letters
 # A line that holds nothing but beginnings.
 python3 -c 'import sys; open("levels", "w").write((sys.argv[1] + "x") * 60000)' "$one"
 run log levels --json
@@ -220,75 +243,6 @@ current="zdhost log long" status=0
 same expected out
 holds '[ "$peak" -gt 0 ] && [ "$peak" -lt 65536 ]'
 rm long
-
-echo "following"
-rm logs/*
-follow() { # SECONDS ARGUMENT...
-    local seconds=$1
-    shift
-    current="zdhost log --follow --for $seconds $*"
-    "$root/tools/wine" "$zdhost" log --follow --for "$seconds" "$@" <in >out 2>err &
-    follower=$!
-}
-followed() {
-    wait "$follower"
-    status=$?
-    ends 0
-}
-# Waits until the follower has shown a text.
-until_shown() {
-    local try
-    for try in $(seq 100); do
-        grep -qF -- "$1" out && return
-        sleep 0.1
-    done
-}
-file='logs/(ZDVFS)2026-11-16-0329.LOG'
-printf '%sold 1\r\n%sold 2\r\n' "$one" "$one" >"$file"
-follow 6 --last 1
-until_shown "old 2"
-printf '%sZdConnect En' "$one" >>"$file"
-sleep 0.2
-printf 'ter\r\n%sGET SD_DACL\r\n' "$one" >>"$file"
-printf 'D:\r\n' >>"$file"
-until_shown "D:"
-# The log turns to a new file, and another process goes on writing the old one.
-printf '%snewer\r\n' "$one" >'logs/(ZDVFS)2026-11-16-0400.LOG'
-until_shown "newer"
-printf '%solder\r\n%shalf' "$one" "$one" >>"$file"
-followed
-says_nothing
-shows "-  ${one}old 2\n6  ${one}ZdConnect Enter\n6  ${one}GET SD_DACL\n    D:\n-  ${one}newer\n-  ${one}older\n-  ${one}half\n"
-# It waits for the first file, and its folder; a file that is cut is read anew; one that goes is no failure.
-rm -r logs
-follow 8 --json
-sleep 2
-mkdir logs
-printf '%sfirst and long enough\r\n' "$one" >"$file"
-until_shown "first"
-printf '%scut\r\n' "$one" >"$file"
-until_shown "cut"
-rm "$file"
-followed
-entries '[x["text"] for x in e] == ["first and long enough", "cut"]'
-# A file of another name is followed alone.
-printf '%sa\r\n' "$one" >plain
-follow 5 plain
-until_shown "- a"
-printf '%snot this\r\n' "$one" >"$file"
-printf '%sb\r\n' "$one" >>plain
-followed
-shows "-  ${one}a\n-  ${one}b\n"
-# Ctrl-C is how one stops.
-printf '... 6 ^C\n' >keys
-python3 "$here/console" "$zdhost" log --follow <keys >out 2>err &
-sleep 2
-printf '%sseen\r\n' "$one" >>"$file"
-wait $!
-status=$?
-current="zdhost log --follow on a terminal"
-ends 0
-prints "${one}seen"
 
 echo "a log of the plug-in's own"
 rm -r logs agent

@@ -1,0 +1,19 @@
+# What the tests of the log's reader share. Read by them.
+mkdir logs
+log() { printf '%b' "$2" >"logs/(ZDVFS)$1.LOG"; }
+# As the shell sees the expected text, with \n and \t.
+shows() {
+    printf '%b' "$1" >expected
+    same expected out
+}
+# A Python condition over the entries of the JSON, e.
+entries() {
+    checks=$((checks + 1))
+    python3 -c '
+import json, sys
+e = [json.loads(line) for line in open("out", encoding="utf-8")]
+sys.exit(0 if eval(sys.argv[1]) else 1)' "$1" 2>>err || fail "should hold of the entries: $1"
+}
+one='2026/11/16 03:29:25 (1234:host.exe, 5678) - '
+run setup --clear
+run setup --clear --former-tree
