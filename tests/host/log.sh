@@ -241,7 +241,9 @@ done
 echo "    100 MiB in $((($(date +%s%N) - start) / 1000000)) ms, $peak KiB resident at most"
 current="zdhost log long" status=0
 same expected out
-holds '[ "$peak" -gt 0 ] && [ "$peak" -lt 65536 ]'
+# The program itself is resident too, which counts where it was built for tests.
+program=$(($(stat -c %s "$zdhost") / 1024))
+holds '[ "$peak" -gt 0 ] && [ "$peak" -lt $((program + 32768)) ]'
 rm long
 
 echo "a log of the plug-in's own"
