@@ -192,6 +192,18 @@ TEST_F(CQueryDirContentsTest, NamesAreSortedByWhatComesAfterALongCommonBeginning
     EXPECT_THAT(Sizes(listing), ElementsAre(8U, 32U, 2U, 16U + 4U, 1U));
 }
 
+TEST_F(CQueryDirContentsTest, ManyNamesAreSortedBehindABeginningThatNotAllHave) {
+    constexpr int kCount = 1500;
+    std::vector<std::pair<std::string, std::int64_t>> files = {{"zebra", 1}};
+    for (int i = kCount; i > 0; --i) files.emplace_back("a beginning of 24 letters" + std::to_string(10000 + i), i);
+    const Listing listing = ListOf(files);
+    ASSERT_EQ(kCount + 1U, listing.names.size());
+    for (int i = 1; i <= kCount; ++i) {
+        EXPECT_EQ(static_cast<std::uint64_t>(i), Sizes(listing)[static_cast<std::size_t>(i) - 1]);
+    }
+    EXPECT_EQ(L"zebra", listing.names.back());
+}
+
 // A plain map of what the entries come to, by folded name.
 TEST_F(CQueryDirContentsTest, RandomNamesAreListedAsAMapWouldHoldThem) {
     static const std::vector<std::string> kPieces = {"a",       "A",        "b",        "Z",        "z",
