@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/CountedRef.h"
 #include "Bytes.h"
-#include "files/CountedRef.h"
 #include "SharedLock.h"
 
 namespace zd::memory {

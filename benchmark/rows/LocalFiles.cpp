@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <ctime>
 
+#include "base/Conversion.h"
 #include "local/Metadata.h"
 #include "local/NameCodec.h"
-#include "text/Conversion.h"
 
 namespace zd::bench {
 namespace {

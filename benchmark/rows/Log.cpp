@@ -13,12 +13,12 @@
 #include <thread>
 #include <vector>
 
+#include "base/Conversion.h"
+#include "base/Format.h"
+#include "base/UniqueHandle.h"
 #include "benchmark/rows/Groups.h"
 #include "log/Log.h"
 #include "protocol/ProcessState.h"
-#include "protocol/UniqueHandle.h"
-#include "text/Conversion.h"
-#include "text/Format.h"
 #ifdef ZD_BENCH_SPDLOG
 #include "benchmark/rows/SpdLogger.h"
 #endif

@@ -3,7 +3,7 @@
 
 #include <cerrno>
 
-#include "protocol/Errors.h"
+#include "base/Errors.h"
 
 namespace {
 

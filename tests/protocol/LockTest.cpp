@@ -1,5 +1,5 @@
 // The two lock classes, linked in.
-#include "protocol/Locks.h"
+#include "base/Locks.h"
 
 #include <gtest/gtest.h>
 

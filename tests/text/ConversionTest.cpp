@@ -1,5 +1,5 @@
 // UTF-16 and UTF-8, names in log lines, comparison of names.
-#include "text/Conversion.h"
+#include "base/Conversion.h"
 
 #include <gtest/gtest.h>
 

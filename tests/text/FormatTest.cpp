@@ -1,5 +1,5 @@
 // Formatting as the runtime does it.
-#include "text/Format.h"
+#include "base/Format.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The reference-counted strings.
-#include "text/SharedString.h"
+#include "base/SharedString.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 C++ that is no whole file says in a comment before it, which readers do not see, how it is tried:
 
-    <!-- from: files/WriteFile.cpp -->      its lines stand in that file, in this order; "..." stands for left-out ones
+    <!-- from: plugin/operations/WriteFile.cpp -->      its lines stand in that file, in this order; "..." stands for left-out ones
     <!-- inside: tools/doc_checks/x.in -->  it compiles in the place of @code@ in that file
 """
 

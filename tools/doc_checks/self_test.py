@@ -22,7 +22,7 @@ ROWS = [
     ("a text over two\nlines with [a\nlink](docs/nowhere.md)", "leads nowhere"),
     ("`[a](docs/nowhere.md)` is code", None),
     # Paths in inline code.
-    ("`files/WriteFile.cpp`, `host/`, `docs/hosts.md`, `WordInfo.h`, `tests/proof/fault/*Situations.cpp`", None),
+    ("`plugin/operations/WriteFile.cpp`, `host/`, `docs/hosts.md`, `WordInfo.h`, `tests/proof/fault/*Situations.cpp`", None),
     ("`files/WriteFiles.cpp`", "there is no files/WriteFiles.cpp"),
     ("`tools/nothing`", "there is no tools/nothing"),
     ("`NoSuchHeader.h`", "there is no NoSuchHeader.h"),

@@ -2,8 +2,8 @@
 // it, and nowhere else.
 #include <utility>
 
+#include "base/Locks.h"
 #include "harness/PluginFixture.h"
-#include "protocol/Locks.h"
 
 #ifndef ZD_CHECK_LOCK_ORDER
 #error "this test is compiled with the check"

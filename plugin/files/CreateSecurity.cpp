@@ -1,0 +1,66 @@
+// ZdCreateFile: the descriptor that guards an existing object, and the one that a new object gets.
+#include "base/Errors.h"
+#include "files/CreateRequest.h"
+#include "namespace/FileInformation.h"
+#include "namespace/PathTranslation.h"
+#include "protocol/ProtocolManager.h"
+#include "security/StoredSecurity.h"
+
+namespace zd {
+
+// A name of fragment shape behind the name of an existing file is a part of that file, under whose descriptor it
+// stands; otherwise the parts of a file could be reached past it.
+CUtf8String CCreateRequest::PathOfStoredSecurity(bool& isPart) {
+    isPart = false;
+    CUtf8String path = m_path;
+    for (CWideString base = BaseOfFragmentShape(CWideString(m_name)); !base.empty(); base = BaseOfFragmentShape(base)) {
+        const CUtf8String basePath = m_manager.Translate(base.c_str());
+        ZdvfsStatRecord status{};
+        errno = 0;
+        if (::ZdvfsStat(basePath.c_str(), &status) != 0) {
+            const int error = errno;
+            if (error != ENOENT && error != ENOTDIR) ThrowWin32(ZdvfsErrnoToWin32(error));
+            break;
+        }
+        if (IsDirectory(status)) break;
+        isPart = true;
+        path = basePath;
+    }
+    return path;
+}
+
+void CCreateRequest::CheckAccess(const char* stored, bool addsPart) const {
+    const bool empties = !m_isDirectory && (Row().flags & kZdvfsTruncate) != 0;
+    DWORD desired = m_access;
+    // Nobody empties what they may only read, or adds a part to it.
+    if (empties || addsPart) desired |= kZdAccessWrite;
+    // Not added to the write bit: some systems' check then lets any other right stand in for it.
+    if (desired == 0) desired = MAXIMUM_ALLOWED;
+    RequireStoredAccess(stored, desired);
+}
+
+void CCreateRequest::TakeGivenDescriptor() {
+    CheckDescriptor(m_descriptor);
+    m_descriptorText = TextOfDescriptor(m_descriptor);
+}
+
+void CCreateRequest::DecideSecurity(bool wantsCheck) {
+    const CUniqueHeapBlock<char> buffer(
+        static_cast<char*>(::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, kDescriptorTextBytes)));
+    if (!buffer) ThrowWin32(ERROR_NOT_ENOUGH_MEMORY);
+    bool isPart = false;
+    const CStoredSecurity stored(PathOfStoredSecurity(isPart));
+    const CStoredSecurity::CRead read = stored.Read(buffer.Get());
+    const bool isGuarded = m_exists || isPart;
+    // Nobody gets past a descriptor that could not be read.
+    if (read.failed && isGuarded) ThrowWin32(ZdvfsErrnoToWin32(read.error));
+    const bool isStored = buffer.Get()[0] != '\0';
+    if (isGuarded && isStored && wantsCheck) CheckAccess(buffer.Get(), isPart && !m_exists);
+    if (m_exists) return;
+    if (m_descriptor != nullptr) TakeGivenDescriptor();
+    if (m_descriptorText.empty() && !isStored && read.defaultApplies) {
+        m_descriptorText = m_manager.DefaultDescriptor();
+    }
+}
+
+}  // namespace zd

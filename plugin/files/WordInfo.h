@@ -1,0 +1,188 @@
+// The records of open names and open handles.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/CountedRef.h"
+#include "base/Locks.h"
+#include "base/SharedString.h"
+#include "IProtocolManager.h"
+#include "zdvfs.h"
+
+namespace zd {
+
+class WORDCollection;
+
+// The storage open flags that mean writing or direct I/O, and those that a reopening must not repeat.
+constexpr std::uint32_t kWritingFlags = kZdvfsWriteOnly | kZdvfsReadWrite;
+constexpr std::uint32_t kCountedFlags = kWritingFlags | kZdvfsDirectIo;
+constexpr std::uint32_t kOpeningFlags = kZdvfsCreate | kZdvfsTruncate | kZdvfsExclusive;
+
+// One per distinct open name, shared by the handles on it.
+class CFileInfo final : public CCounted {
+public:
+    using ReleaseCallback = void (*)(CFileInfo& info, WORDCollection& owner) noexcept;
+
+    // `path`: the name's storage path where it is known already, else empty.
+    CFileInfo(CWideString name, CUtf8String path, WORDCollection& owner, ReleaseCallback released) noexcept
+        : m_names{std::move(name), std::move(path)}, m_owner(owner), m_released(released) {}
+
+    // The name as the host gave it. A rename replaces it while other handles read it, so it has a lock of its own.
+    CWideString Name() const;
+    void SetName(CWideString name, CUtf8String path);
+
+    // The name and its storage path, which is empty until it is remembered.
+    struct CNames {
+        CWideString name;
+        CUtf8String path;
+    };
+    CNames Names() const;
+    void RememberPath(const CNames& names);
+    void ForgetPath() noexcept;
+
+    // Held while an object is reached by the name, and while a rename changes object and name together: a fragment
+    // opened between the two would come up empty under the old name.
+    CRankedLock<ELockRank::kNameUse>& UseLock() noexcept { return m_useLock; }
+
+    // Says that what the record stands for was replaced: its name means another object now.
+    void MarkReplaced() noexcept { m_isReplaced.store(true, std::memory_order_release); }
+    // A rename has just reached the object, so the record stands for it.
+    void MarkReached() noexcept { m_isReplaced.store(false, std::memory_order_release); }
+    bool IsReplaced() const noexcept { return m_isReplaced.load(std::memory_order_acquire); }
+
+    // Handles that refer to the name; lowered to 0, the table is told. Any thread.
+    void AddOpen() noexcept { m_openCount.fetch_add(1, std::memory_order_acq_rel); }
+    void RemoveOpen() noexcept;
+    std::int32_t OpenCount() const noexcept { return m_openCount.load(std::memory_order_acquire); }
+
+private:
+    ~CFileInfo() override = default;
+
+    CRankedLock<ELockRank::kNameUse> m_useLock;
+    mutable CRankedLock<ELockRank::kName> m_nameLock;
+    CNames m_names;  // guarded by m_nameLock
+    std::atomic<std::int32_t> m_openCount{0};
+    std::atomic<bool> m_isReplaced{false};
+    WORDCollection& m_owner;
+    const ReleaseCallback m_released;
+};
+
+// One fragment of an open file.
+struct CFragment {
+    std::int32_t number = 0;       // 0 for the file itself
+    std::int64_t descriptor = -1;  // -1: not open
+    std::int64_t size = 0;         // bytes, as last known
+    std::int64_t lastUse = -1;     // stamp of the use clock, -1: never
+    // While it is open, its neighbours among the open fragments in the order of their use; -1: none.
+    std::int32_t older = -1;
+    std::int32_t newer = -1;
+};
+
+// The name of fragment `number`: the file's own for 0 and below, "%s;F%d" above.
+CWideString FragmentName(const CWideString& name, std::int32_t number);
+
+// The storage path of fragment `number` of the file with that storage path.
+CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number);
+
+// The same for one fragment after another, in one buffer.
+class CFragmentPaths {
+public:
+    // `first`: the storage path of fragment 1, which names the others.
+    explicit CFragmentPaths(const CUtf8String& first);
+
+    // Valid until the next call.
+    const char* Of(std::int32_t number);
+
+private:
+    std::string m_path;
+    std::size_t m_length;
+};
+
+// One per open handle. Everything but the lock and the name is guarded by the lock, which an operation holds for its
+// whole work on the handle.
+class WORDInfo final : public CCounted {
+public:
+    WORDInfo(CRef<CFileInfo> info, bool isDirectory, std::int64_t fragmentSize);
+
+    CRankedLock<ELockRank::kHandle>& Lock() noexcept { return m_lock; }
+    Handle Value() const noexcept { return reinterpret_cast<Handle>(this); }
+
+    // Fragment accessors. Each throws 87 for an index outside the vector.
+    std::int32_t FragmentCount() const noexcept { return static_cast<std::int32_t>(m_fragments.size()); }
+    std::int64_t Descriptor(std::int32_t index) const { return At(index).descriptor; }
+    void SetDescriptor(std::int64_t descriptor, std::int32_t index);
+    std::int64_t LastUse(std::int32_t index) const { return At(index).lastUse; }
+    void SetLastUse(std::int32_t index, std::int64_t stamp);
+    std::int64_t FragmentLength(std::int32_t index) const { return At(index).size; }
+    void SetSize(std::int64_t size, std::int32_t index, bool onlyIfLarger);
+    std::int64_t TotalSize() const noexcept;
+
+    // Whether it is the open fragment that was used last.
+    bool IsNewest(std::int32_t index) const noexcept { return index == m_newest; }
+
+    // How many fragments are open.
+    std::int32_t OpenFragments() const noexcept { return m_openFragments; }
+
+    // The open fragment that was used longest ago, of those with the same stamp the first; never `keep`. -1 for none.
+    std::int32_t LeastRecentlyUsed(std::int32_t keep) const noexcept;
+
+    // Appends a fragment; throws 87 where `index` is greater than the count.
+    void AddFragment(std::int64_t descriptor, std::int32_t index, std::int64_t size);
+
+    // Pops the last fragment and closes its descriptor; nothing on an empty vector.
+    void RemoveLastFragment() noexcept;
+
+    CWideString Name() const { return m_fileInfo->Name(); }
+    CWideString NameOfFragment(std::int32_t number) const { return FragmentName(Name(), number); }
+    CFileInfo& FileInfo() const noexcept { return *m_fileInfo; }
+
+    // Whether the file was removed through this handle: nothing of it is used or brought back by its name then.
+    bool IsDeleted() const noexcept { return m_removed > 0; }
+
+    // Throws 2 where the name no longer leads to what was opened: it was removed through this handle, or replaced.
+    void RequireName() const;
+
+    // Throws 5 for a directory, which has no data, and 2 after a removal.
+    void RequireData() const;
+
+    // Says that the process's count of writing handles was raised for this handle / lowers it, once.
+    void TakeCount() noexcept { m_counted = true; }
+    bool DropCount(std::int32_t& newCount) noexcept;
+
+    const bool m_isDir;
+    std::uint32_t m_OpenFlags = 0;   // without kOpeningFlags
+    std::int32_t m_segmentSize = 0;  // bytes, for each further fragment; 0 or less: none
+    ZdvfsDirectory* m_DirPtr = nullptr;
+    std::int32_t m_lastWritten = 0;  // fragment at which the last write or append ended
+    std::int64_t m_fragmentSize;     // bytes, above 0
+    std::int32_t m_removed = 0;      // fragments removed through this handle
+
+private:
+    ~WORDInfo() override;
+
+    const CFragment& At(std::int32_t index) const;
+    CFragment& At(std::int32_t index);
+    CFragment& Known(std::int32_t index) noexcept { return m_fragments[static_cast<std::size_t>(index)]; }
+    const CFragment& Known(std::int32_t index) const noexcept { return m_fragments[static_cast<std::size_t>(index)]; }
+    bool IsUsedBefore(std::int32_t first, std::int32_t second) const noexcept;
+    void Link(std::int32_t index) noexcept;
+    void Unlink(std::int32_t index) noexcept;
+
+    CRankedLock<ELockRank::kHandle> m_lock;
+    const CRef<CFileInfo> m_fileInfo;
+    bool m_counted = false;
+    std::vector<CFragment> m_fragments;
+    // The open fragments by their use, so that finding the one to close does not depend on how many the file has.
+    std::int32_t m_oldest = -1;
+    std::int32_t m_newest = -1;
+    std::int32_t m_openFragments = 0;
+};
+
+using CWordRef = CRef<WORDInfo>;
+
+}  // namespace zd
