@@ -1,3 +1,5 @@
+#include "config/AgentConfiguration.h"
+
 #include <windows.h>
 
 #include <cstdlib>
@@ -5,6 +7,7 @@
 
 #include "base/Conversion.h"
 #include "config/Agent.h"
+#include "hul.h"
 
 namespace zd {
 namespace {
@@ -40,6 +43,21 @@ void ParseSegmentSizes(const char* list, CAgentConfiguration& configuration) {
         if (*end != ',') return;
         list = end + 1;
     }
+}
+
+CAgentConfiguration ReadAgentConfiguration() {
+    constexpr int kListBytes = 256;
+    const std::string file = AnsiPath(std::wstring(AgentPath().view()) + L"zd.conf");
+    const char* const section = kHulSectionOfLooseKeys;
+    CAgentConfiguration configuration;
+    configuration.compression = ::InifileGetIntegerA(file.c_str(), section, "IFS_COMPRESSION", 0);
+    configuration.encryption = ::InifileGetIntegerA(file.c_str(), section, "ENCRYPTION", 0);
+    configuration.restoreDecryptLocal = ::InifileGetIntegerA(file.c_str(), section, "RESTORE_DECRYPT_LOCAL", 1);
+    char list[kListBytes] = {};
+    ::InifileGetValueA(file.c_str(), section, "PREFERRED_EXT_SEGKSIZE", "", list, kListBytes);
+    list[kListBytes - 1] = '\0';
+    ParseSegmentSizes(list, configuration);
+    return configuration;
 }
 
 }  // namespace zd
