@@ -5,11 +5,8 @@
 #include <span>
 #include <string>
 
+#include "Parser.h"
 #include "Session.h"
-
-namespace CLI {
-class App;
-}
 
 namespace zd {
 
@@ -29,7 +26,7 @@ struct Command {
     const char* name;
     const char* summary;  // one line of the help
     // Gives the command its arguments and its help. The answered action owns what they are parsed into.
-    CommandAction (*describe)(CLI::App& command);
+    CommandAction (*describe)(CSyntax command);
 };
 
 // In the order of the help.

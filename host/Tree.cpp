@@ -1,6 +1,5 @@
 #include "Tree.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "EntryNames.h"
@@ -19,12 +18,6 @@ std::string Count(std::uint64_t count, const char* one, const char* many) {
 }
 
 }  // namespace
-
-void AddCopyOptions(CLI::App& command, CopyOptions& options) {
-    CLI::Option* tree = command.add_flag("-r,--recursive", options.tree, "Copy a directory with all that is in it");
-    command.add_flag("-t,--times", options.times, "Keep the files' times of the last write");
-    command.add_flag("--json", options.json, "With -r: the summary as a JSON object")->needs(tree);
-}
 
 CTreeTransfer::CTreeTransfer(std::string_view verb, std::string shown, const CopyOptions& options, bool quiet)
     : m_verb(verb), m_options(options), m_transfer(verb, std::move(shown), std::nullopt, quiet) {}

@@ -10,10 +10,6 @@
 #include "IProtocolManager.h"
 #include "Transfer.h"
 
-namespace CLI {
-class App;
-}
-
 namespace zd {
 
 struct CopyOptions {
@@ -23,9 +19,6 @@ struct CopyOptions {
     bool times = false;
     bool json = false;
 };
-
-// -r, -t and --json, as put and get have them.
-void AddCopyOptions(CLI::App& command, CopyOptions& options);
 
 // What stands in a tree, a directory before what is in it.
 struct TreeEntry {

@@ -1,6 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/Arguments.h"
 #include "CommandTable.h"
 #include "Failure.h"
 #include "FileCopy.h"
@@ -50,12 +50,12 @@ void GetTree(CommandContext& context, const CopyOptions& options) {
         });
 }
 
-CommandAction DescribeGet(CLI::App& command) {
+CommandAction DescribeGet(CSyntax command) {
     auto options = std::make_shared<CopyOptions>();
-    command.add_option("REMOTE", options->from, "The file in the pool; with -r a directory")->required()->type_name("");
-    command.add_option("LOCAL", options->to, "The local file to write")->required()->type_name("");
+    command.AddOption("REMOTE", options->from, "The file in the pool; with -r a directory").Required().TypeName("");
+    command.AddOption("LOCAL", options->to, "The local file to write").Required().TypeName("");
     AddCopyOptions(command, *options);
-    command.footer(
+    command.Footer(
         "A local file of that name is replaced when the whole file has arrived; a get that fails leaves it alone.\n"
         "With -r what is in REMOTE goes into LOCAL, which is made where it is missing; what is there already stays or "
         "is\n"

@@ -1,13 +1,11 @@
-#include <CLI/CLI.hpp>
 #include <cstdarg>
 #include <cstdio>
-#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
 #include "Failure.h"
 #include "Json.h"
@@ -90,10 +88,9 @@ void Report(const char* operation, DWORD result, bool quiet) {
 }
 
 void Send(CommandContext& context, const IoctlOptions& options) {
-    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
     IProtocolManager& manager = context.session.Manager();
-    const auto request = static_cast<DWORD>(ParseNumber(options.request, kMost).value());
-    const auto value = static_cast<int>(static_cast<std::uint32_t>(ParseNumber(options.value, kMost).value()));
+    const auto request = DWORD{NumberOf(options.request)};
+    const auto value = static_cast<int>(NumberOf(options.value));
     if (options.remote.empty()) {
         return Report("ZdPathIoctl", SendToPools(manager, request, value, kLengthOfValue), context.quiet);
     }
@@ -152,18 +149,18 @@ void Show(CommandContext& context, bool json) {
     if (json) WriteLine(JsonLine(all));
 }
 
-CommandAction DescribeIoctl(CLI::App& command) {
+CommandAction DescribeIoctl(CSyntax command) {
     auto options = std::make_shared<IoctlOptions>();
-    CLI::Option* request = command.add_option("REQUEST", options->request, "The request's number");
-    CLI::Option* value = command.add_option("VALUE", options->value, "Its 32-bit value (default: 0)");
-    for (CLI::Option* option : {request, value}) option->type_name("")->check(NumberValidator());
-    CLI::Option* remote = command.add_option("--on", options->remote, "Send it to this file, not to the pool");
-    remote->type_name("REMOTE");
-    CLI::Option* show = command.add_flag("--show", options->show, "Show what the local engine remembers of the pool");
-    CLI::Option* json = command.add_flag("--json", options->json, "With --show: an array of objects");
-    show->excludes(request)->excludes(remote);
-    json->needs(show);
-    command.footer(
+    const CArgument request = command.AddOption("REQUEST", options->request, "The request's number");
+    const CArgument value = command.AddOption("VALUE", options->value, "Its 32-bit value (default: 0)");
+    for (const CArgument option : {request, value}) option.TypeName("").Check(&CheckNumber);
+    const CArgument remote = command.AddOption("--on", options->remote, "Send it to this file, not to the pool");
+    remote.TypeName("REMOTE");
+    const CArgument show = command.AddFlag("--show", options->show, "Show what the local engine remembers of the pool");
+    const CArgument json = command.AddFlag("--json", options->json, "With --show: an array of objects");
+    show.Excludes(request).Excludes(remote);
+    json.Needs(show);
+    command.Footer(
         "The storage library gets the value and its length, 4. Without --on the request goes to the pool's root, and "
         "the\n"
         "answer is that of closing the root; with --on it goes to the open file, and the answer is the request's own.\n"

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
@@ -110,16 +109,16 @@ private:
     bool m_any = false;  // something stands above
 };
 
-CommandAction DescribeList(CLI::App& command) {
+CommandAction DescribeList(CSyntax command) {
     auto options = std::make_shared<ListOptions>();
-    const CLI::Option* given =
-        command.add_option("REMOTE", options->remote, "The directory or file (default: the current one, or the top)");
-    command.get_option("REMOTE")->type_name("");
-    command.add_flag("-l,--long", options->isLong, "Attributes, size, and time of the last change too");
-    command.add_flag("-R,--recursive", options->recursive, "The directories below too");
-    command.add_flag("-a,--all", options->all, "\".\" and \"..\" too");
-    command.add_flag("--json", options->json, "An array of objects, with everything that is known");
-    command.footer(
+    const CArgument given =
+        command.AddOption("REMOTE", options->remote, "The directory or file (default: the current one, or the top)")
+            .TypeName("");
+    command.AddFlag("-l,--long", options->isLong, "Attributes, size, and time of the last change too");
+    command.AddFlag("-R,--recursive", options->recursive, "The directories below too");
+    command.AddFlag("-a,--all", options->all, "\".\" and \"..\" too");
+    command.AddFlag("--json", options->json, "An array of objects, with everything that is known");
+    command.Footer(
         "A file of many fragments is one line with its whole size. Directories have a \"\\\" behind their names. Of\n"
         "names that differ only in case the first one is shown. Times are UTC. The letters of -l: Directory,\n"
         "Read-only, Hidden, System, Archive, Temporary, not Indexed, Normal.\n"
@@ -129,7 +128,7 @@ CommandAction DescribeList(CLI::App& command) {
         "  zdhost ls -R --json / > pool.json");
     return [options, given](CommandContext& context) {
         // In the shell it is the current directory that is listed where nothing is named.
-        const bool current = given->count() == 0 && !context.directory.empty();
+        const bool current = !given.IsGiven() && !context.directory.empty();
         const std::wstring name = current ? context.directory : RemoteName(options->remote, context.directory);
         CListing(context, *options).Write(name);
     };

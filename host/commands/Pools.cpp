@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -25,10 +24,10 @@ void ShowPools(CommandContext& context, bool json) {
     if (json) WriteLine(JsonLine(all));
 }
 
-CommandAction DescribePools(CLI::App& command) {
+CommandAction DescribePools(CSyntax command) {
     auto json = std::make_shared<bool>(false);
-    command.add_flag("--json", *json, "An array of names");
-    command.footer(
+    command.AddFlag("--json", *json, "An array of names");
+    command.Footer(
         "These are the pools with a key in the registry, which need not exist in the storage. No connection is made.\n"
         "\n"
         "Example:\n"
@@ -36,8 +35,8 @@ CommandAction DescribePools(CLI::App& command) {
     return [json](CommandContext& context) { ShowPools(context, *json); };
 }
 
-CommandAction DescribeTag(CLI::App& command) {
-    command.footer(
+CommandAction DescribeTag(CSyntax command) {
+    command.Footer(
         "A connection to a pool without a name takes such a tag for one. No connection is made.\n"
         "\n"
         "Example:\n"

@@ -1,6 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/Arguments.h"
 #include "CommandTable.h"
 #include "Failure.h"
 #include "FileCopy.h"
@@ -42,14 +42,14 @@ void PutTree(CommandContext& context, const CopyOptions& options) {
         });
 }
 
-CommandAction DescribePut(CLI::App& command) {
+CommandAction DescribePut(CSyntax command) {
     auto options = std::make_shared<CopyOptions>();
-    command.add_option("LOCAL", options->from, "The local file; - is standard input. With -r a directory")
-        ->required()
-        ->type_name("");
-    command.add_option("REMOTE", options->to, "Its name in the pool")->required()->type_name("");
+    command.AddOption("LOCAL", options->from, "The local file; - is standard input. With -r a directory")
+        .Required()
+        .TypeName("");
+    command.AddOption("REMOTE", options->to, "Its name in the pool").Required().TypeName("");
     AddCopyOptions(command, *options);
-    command.footer(
+    command.Footer(
         "A file that exists under REMOTE is overwritten. A put that fails midway leaves the file incomplete.\n"
         "With -r what is in LOCAL goes into REMOTE, which is made where it is missing; what is there already stays or "
         "is\n"

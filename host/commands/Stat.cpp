@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
@@ -75,12 +74,12 @@ void Stat(CommandContext& context, const StatOptions& options) {
     if (options.json) WriteLine(JsonLine(all));
 }
 
-CommandAction DescribeStat(CLI::App& command) {
+CommandAction DescribeStat(CSyntax command) {
     auto options = std::make_shared<StatOptions>();
-    command.add_option("REMOTE", options->remotes, "Files and directories")->required()->type_name("");
-    command.add_flag("--unopened", options->unopened, "Ask by name, without opening: no name is told back");
-    command.add_flag("--json", options->json, "An array with an object for each");
-    command.footer(
+    command.AddOption("REMOTE", options->remotes, "Files and directories").Required().TypeName("");
+    command.AddFlag("--unopened", options->unopened, "Ask by name, without opening: no name is told back");
+    command.AddFlag("--json", options->json, "An array with an object for each");
+    command.Footer(
         "The size is that of all fragments. Times are UTC. The first failure ends the command.\n"
         "\n"
         "Examples:\n"

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
@@ -64,10 +63,10 @@ void ShowSizes(CommandContext& context, bool json) {
     WriteLine(std::string("flags         ") + text);
 }
 
-CommandAction DescribeSizes(CLI::App& command) {
+CommandAction DescribeSizes(CSyntax command) {
     auto json = std::make_shared<bool>(false);
-    command.add_flag("--json", *json, "One object");
-    command.footer(
+    command.AddFlag("--json", *json, "One object");
+    command.Footer(
         "Sizes are those of the storage under the pool.\n"
         "\n"
         "Example:\n"
@@ -75,18 +74,18 @@ CommandAction DescribeSizes(CLI::App& command) {
     return [json](CommandContext& context) { ShowSizes(context, *json); };
 }
 
-CommandAction DescribeLabel(CLI::App& command) {
+CommandAction DescribeLabel(CSyntax command) {
     auto label = std::make_shared<std::string>();
-    const CLI::Option* given = command.add_option("TEXT", *label, "The new label; at most 127 characters are kept");
-    command.get_option("TEXT")->type_name("");
-    command.footer(
+    const CArgument given =
+        command.AddOption("TEXT", *label, "The new label; at most 127 characters are kept").TypeName("");
+    command.Footer(
         "The connection keeps the label, not the pool: it is seen by later lines of the same script. Without TEXT the\n"
         "label is shown.\n"
         "\n"
         "Example:\n"
         "  printf 'label \"my pool\"\\nlabel\\n' | zdhost script");
     return [label, given](CommandContext& context) {
-        if (given->count() == 0) return WriteLine(TextOf(Ask(context, 4).label));
+        if (!given.IsGiven()) return WriteLine(TextOf(Ask(context, 4).label));
         const std::wstring text = ToWide(*label);
         CheckCode("ZdSetVolumeLabel", context.session.Manager().ZdSetVolumeLabel(text.c_str()), text);
     };
