@@ -1,7 +1,5 @@
 #include "Tree.h"
 
-#include <nlohmann/json.hpp>
-
 #include "EntryNames.h"
 #include "Failure.h"
 #include "Interrupt.h"
@@ -81,21 +79,21 @@ void CTreeTransfer::Report(const char* ended) {
 }
 
 void CTreeTransfer::ReportJson(const char* ended) {
-    Json failures = Json::array();
+    CJson failures = CJson::Array();
     for (const Failure& failure : m_failures) {
-        failures.push_back({{"path", ToUtf8(failure.path)}, {"message", failure.why}});
+        failures.Add(CJson().Set("path", ToUtf8(failure.path)).Set("message", failure.why));
     }
-    Json json;
-    json["command"] = m_verb;
-    json["from"] = m_options.from;
-    json["to"] = m_options.to;
-    json["files"] = m_transfer.Files();
-    json["directories"] = m_directories;
-    json["bytes"] = m_transfer.Moved();
-    json["seconds"] = m_transfer.Seconds();
-    json["failures"] = std::move(failures);
-    json["ended"] = ended != nullptr ? Json(ended) : Json(nullptr);
-    WriteLine(JsonLine(json));
+    CJson json;
+    json.Set("command", m_verb);
+    json.Set("from", m_options.from);
+    json.Set("to", m_options.to);
+    json.Set("files", m_transfer.Files());
+    json.Set("directories", m_directories);
+    json.Set("bytes", m_transfer.Moved());
+    json.Set("seconds", m_transfer.Seconds());
+    json.Set("failures", std::move(failures));
+    json.Set("ended", ended);
+    WriteLine(json.Line());
 }
 
 }  // namespace zd

@@ -1,7 +1,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
 
@@ -129,16 +128,17 @@ std::vector<RememberedRequest> ParseText(const std::string& text) {
 
 void Show(CommandContext& context, bool json) {
     const auto requests = ParseText(QueryText(context.session.Manager()));
-    Json all = Json::array();
+    CJson all = CJson::Array();
     if (!json) WriteLine("request  value             times  object");
     for (const RememberedRequest& remembered : requests) {
         const std::string name = NameOf(remembered.request);
         if (json) {
-            all.push_back({{"request", remembered.request},
-                           {"name", name},
-                           {"value", remembered.value},
-                           {"count", remembered.count},
-                           {"path", remembered.path}});
+            all.Add(CJson()
+                        .Set("request", remembered.request)
+                        .Set("name", name)
+                        .Set("value", remembered.value)
+                        .Set("count", remembered.count)
+                        .Set("path", remembered.path));
             continue;
         }
         char text[128];
@@ -146,7 +146,7 @@ void Show(CommandContext& context, bool json) {
                       remembered.value.c_str(), static_cast<unsigned long long>(remembered.count));
         WriteLine(text + remembered.path + (name.empty() ? "" : "  (" + name + ")"));
     }
-    if (json) WriteLine(JsonLine(all));
+    if (json) WriteLine(all.Line());
 }
 
 CommandAction DescribeIoctl(CSyntax command) {

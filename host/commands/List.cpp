@@ -2,14 +2,13 @@
 #include <cstdio>
 #include <cwchar>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "Attributes.h"
+#include "commands/RecordJson.h"
 #include "CommandTable.h"
 #include "Failure.h"
 #include "Interrupt.h"
-#include "Json.h"
 #include "Output.h"
 #include "RemoteFile.h"
 #include "RemoteName.h"
@@ -94,12 +93,12 @@ private:
         WriteOutput(line.data(), line.size());
     }
 
-    void WriteJson(const Json& record, const std::wstring& path, const std::wstring& name) {
-        Json json;
-        json["path"] = ToUtf8(path);
-        json["name"] = ToUtf8(name);
-        json.update(record);
-        const std::string line = (m_any ? ",\n " : "\n ") + JsonLine(json);
+    void WriteJson(const CJson& record, const std::wstring& path, const std::wstring& name) {
+        CJson json;
+        json.Set("path", ToUtf8(path));
+        json.Set("name", ToUtf8(name));
+        json.SetAll(record);
+        const std::string line = (m_any ? ",\n " : "\n ") + json.Line();
         WriteOutput(line.data(), line.size());
         m_any = true;
     }

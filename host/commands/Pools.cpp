@@ -1,5 +1,4 @@
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include "CommandTable.h"
@@ -17,11 +16,11 @@ void ShowPools(CommandContext& context, bool json) {
     const DWORD code = context.session.Plugin().ZdEnumerateSpaList(&names);
     // No list has been made yet: no pool is registered.
     if (code != ERROR_FILE_NOT_FOUND) CheckCode("ZdEnumerateSpaList", code, L"");
-    Json all = Json::array();
+    CJson all = CJson::Array();
     for (const std::wstring& name : names) {
-        json ? all.push_back(ToUtf8(name)) : WriteLine(ToUtf8(name));
+        json ? all.Add(ToUtf8(name)) : WriteLine(ToUtf8(name));
     }
-    if (json) WriteLine(JsonLine(all));
+    if (json) WriteLine(all.Line());
 }
 
 CommandAction DescribePools(CSyntax command) {

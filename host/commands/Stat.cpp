@@ -1,12 +1,11 @@
 #include <cstdio>
 #include <cwchar>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "Attributes.h"
+#include "commands/RecordJson.h"
 #include "CommandTable.h"
-#include "Json.h"
 #include "Output.h"
 #include "RemoteFile.h"
 #include "RemoteName.h"
@@ -36,11 +35,11 @@ std::string ReportedName(const FileInformation& information) {
     return ToUtf8(std::wstring_view(information.name, ::wcsnlen(information.name, std::size(information.name))));
 }
 
-Json ToJson(const std::wstring& name, const FileInformation& information, bool unopened) {
-    Json json;
-    json["path"] = ToUtf8(name);
-    if (!unopened) json["name"] = ReportedName(information);
-    json.update(JsonOf(information));
+CJson ToJson(const std::wstring& name, const FileInformation& information, bool unopened) {
+    CJson json;
+    json.Set("path", ToUtf8(name));
+    if (!unopened) json.Set("name", ReportedName(information));
+    json.SetAll(JsonOf(information));
     return json;
 }
 
@@ -61,17 +60,17 @@ void Show(const std::wstring& name, const FileInformation& information, bool uno
 
 void Stat(CommandContext& context, const StatOptions& options) {
     IProtocolManager& manager = context.session.Manager();
-    Json all = Json::array();
+    CJson all = CJson::Array();
     for (const std::string& remote : options.remotes) {
         const std::wstring name = RemoteName(remote, context.directory);
         const FileInformation information = Ask(manager, name, options.unopened);
         if (options.json) {
-            all.push_back(ToJson(name, information, options.unopened));
+            all.Add(ToJson(name, information, options.unopened));
         } else {
             Show(name, information, options.unopened);
         }
     }
-    if (options.json) WriteLine(JsonLine(all));
+    if (options.json) WriteLine(all.Line());
 }
 
 CommandAction DescribeStat(CSyntax command) {

@@ -1,7 +1,6 @@
 #include <cstdio>
 #include <cwchar>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "CommandTable.h"
 #include "Failure.h"
@@ -33,21 +32,21 @@ void ShowSizes(CommandContext& context, bool json) {
     const std::uint64_t total = volume.totalUnits * unit;
     const std::uint64_t available = volume.availableUnits * unit;
     if (json) {
-        Json value;
-        value["label"] = TextOf(volume.label);
-        value["fileSystem"] = TextOf(volume.fileSystemName);
-        value["totalBytes"] = total;
-        value["availableBytes"] = available;
-        value["bytesPerUnit"] = unit;
-        value["totalUnits"] = volume.totalUnits;
-        value["availableUnits"] = volume.availableUnits;
-        value["sectorsPerUnit"] = volume.sectorsPerUnit;
-        value["bytesPerSector"] = volume.bytesPerSector;
-        value["serialNumber"] = volume.serialNumber;
-        value["flags"] = volume.fileSystemFlags;
-        value["maximumComponentLength"] = volume.maximumComponentLength;
-        value["creationTime"] = JsonOfTime(volume.creationTime);
-        return WriteLine(JsonLine(value));
+        CJson value;
+        value.Set("label", TextOf(volume.label));
+        value.Set("fileSystem", TextOf(volume.fileSystemName));
+        value.Set("totalBytes", total);
+        value.Set("availableBytes", available);
+        value.Set("bytesPerUnit", unit);
+        value.Set("totalUnits", volume.totalUnits);
+        value.Set("availableUnits", volume.availableUnits);
+        value.Set("sectorsPerUnit", volume.sectorsPerUnit);
+        value.Set("bytesPerSector", volume.bytesPerSector);
+        value.Set("serialNumber", volume.serialNumber);
+        value.Set("flags", volume.fileSystemFlags);
+        value.Set("maximumComponentLength", volume.maximumComponentLength);
+        value.Set("creationTime", JsonOfTime(volume.creationTime));
+        return WriteLine(value.Line());
     }
     char text[64];
     WriteLine("label         " + TextOf(volume.label));
