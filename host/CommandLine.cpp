@@ -2,11 +2,11 @@
 
 #include <new>
 
-#include "Failure.h"
 #include "Impersonation.h"
-#include "Output.h"
 #include "Script.h"
 #include "Shell.h"
+#include "text/Failure.h"
+#include "text/Output.h"
 
 namespace zd {
 

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
 namespace zd {
 

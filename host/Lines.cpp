@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "Failure.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -1,9 +1,9 @@
 #include "Script.h"
 
 #include "CommandLine.h"
-#include "Failure.h"
-#include "Interrupt.h"
 #include "Lines.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
 
 namespace zd {
 

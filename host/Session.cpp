@@ -1,9 +1,9 @@
 #include "Session.h"
 
-#include "Failure.h"
 #include "Impersonation.h"
-#include "LocalFile.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -7,11 +7,11 @@
 #include <string>
 
 #include "CommandLine.h"
-#include "Failure.h"
-#include "Interrupt.h"
 #include "Lines.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "CommandLine.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 int wmain(int count, wchar_t** words) {
     try {

@@ -5,11 +5,11 @@
 #include <memory>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

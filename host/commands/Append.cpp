@@ -2,11 +2,11 @@
 #include <memory>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Transfer.h"
+#include "text/Failure.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
 
 namespace zd {
 

@@ -3,7 +3,7 @@
 #include <limits>
 #include <optional>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Parser.h"
-#include "Tree.h"
+#include "transfer/Tree.h"
 
 namespace zd {
 

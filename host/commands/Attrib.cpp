@@ -1,13 +1,13 @@
 #include <memory>
 #include <vector>
 
-#include "Attributes.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Attributes.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

@@ -3,12 +3,12 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "Output.h"
-#include "ReadRange.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "transfer/ReadRange.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

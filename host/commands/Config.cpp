@@ -2,8 +2,8 @@
 
 #include "commands/ConfigOutput.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
 namespace zd {
 

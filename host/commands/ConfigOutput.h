@@ -1,7 +1,7 @@
 // The forms in which `zdhost config` writes what it knows.
 #pragma once
 
-#include "Configuration.h"
+#include "config/Configuration.h"
 
 namespace zd {
 

@@ -3,10 +3,10 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

@@ -6,12 +6,12 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Json.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

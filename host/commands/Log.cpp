@@ -5,13 +5,13 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Configuration.h"
-#include "Failure.h"
-#include "Interrupt.h"
+#include "config/Configuration.h"
 #include "log/LogOutput.h"
 #include "log/LogReader.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -1,8 +1,8 @@
 #include <memory>
 
 #include "CommandTable.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

@@ -2,10 +2,10 @@
 #include <set>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -2,14 +2,15 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "FileCopy.h"
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Transfer.h"
-#include "Tree.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
+#include "transfer/FileCopy.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
+#include "transfer/Tree.h"
 
 namespace zd {
 

@@ -1,7 +1,7 @@
 #include "commands/RecordJson.h"
 
-#include "Attributes.h"
-#include "RemoteFile.h"
+#include "text/Attributes.h"
+#include "transfer/RemoteFile.h"
 
 namespace zd {
 

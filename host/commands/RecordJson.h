@@ -2,7 +2,7 @@
 #pragma once
 
 #include "IProtocolManager.h"
-#include "Json.h"
+#include "text/Json.h"
 
 namespace zd {
 

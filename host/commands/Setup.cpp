@@ -3,11 +3,11 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "LocalFile.h"
-#include "Output.h"
-#include "Settings.h"
-#include "Text.h"
+#include "config/Settings.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

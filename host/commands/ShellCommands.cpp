@@ -3,12 +3,12 @@
 #include <memory>
 #include <vector>
 
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
 #include "Shell.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

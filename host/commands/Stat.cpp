@@ -3,14 +3,14 @@
 #include <memory>
 #include <vector>
 
-#include "Attributes.h"
 #include "commands/RecordJson.h"
 #include "CommandTable.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Times.h"
+#include "text/Attributes.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "text/Times.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

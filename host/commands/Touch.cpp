@@ -2,10 +2,10 @@
 #include <vector>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Times.h"
+#include "text/Failure.h"
+#include "text/Times.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

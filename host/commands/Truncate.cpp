@@ -2,8 +2,8 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
 namespace zd {
 

@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
-#include "Times.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "text/Times.h"
 
 namespace zd {
 

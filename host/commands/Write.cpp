@@ -2,12 +2,12 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "FileCopy.h"
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Transfer.h"
+#include "text/Text.h"
+#include "transfer/FileCopy.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
 
 namespace zd {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Failure.h"
-#include "LocalFile.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
 
 namespace zd {
 

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace zd {
 

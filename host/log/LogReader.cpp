@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Failure.h"
-#include "Interrupt.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
 
 namespace zd {
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace zd {
 

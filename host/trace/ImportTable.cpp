@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
 namespace zd {
 

@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "Failure.h"
-#include "Json.h"
-#include "LocalFile.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
 
 namespace zd {
 

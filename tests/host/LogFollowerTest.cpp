@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "Failure.h"
 #include "log/LogReader.h"
+#include "text/Failure.h"
 
 namespace {
 

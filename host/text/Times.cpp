@@ -1,10 +1,10 @@
-#include "Times.h"
+#include "text/Times.h"
 
 #include <windows.h>
 
 #include <cstdio>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "IProtocolManager.h"
-#include "Transfer.h"
+#include "transfer/Transfer.h"
 
 namespace zd {
 

@@ -1,11 +1,11 @@
-#include "Tree.h"
+#include "transfer/Tree.h"
 
-#include "EntryNames.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/EntryNames.h"
 
 namespace zd {
 

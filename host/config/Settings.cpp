@@ -1,11 +1,11 @@
-#include "Settings.h"
+#include "config/Settings.h"
 
 #include <cstring>
 #include <iterator>
 #include <utility>
 #include <vector>
 
-#include "Failure.h"
+#include "text/Failure.h"
 #include "ZdvfsLoader.h"
 
 namespace zd {

@@ -1,4 +1,4 @@
-#include "Attributes.h"
+#include "text/Attributes.h"
 
 #include <windows.h>
 
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace zd {
 

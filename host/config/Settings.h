@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "SettingTable.h"
+#include "config/SettingTable.h"
 
 namespace zd {
 

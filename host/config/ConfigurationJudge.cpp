@@ -2,9 +2,9 @@
 #include <cwchar>
 #include <iterator>
 
-#include "Configuration.h"
-#include "Failure.h"
-#include "Text.h"
+#include "config/Configuration.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
 namespace zd {
 

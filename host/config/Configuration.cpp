@@ -1,9 +1,9 @@
-#include "Configuration.h"
+#include "config/Configuration.h"
 
 #include <windows.h>
 
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
 namespace zd {
 

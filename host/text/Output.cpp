@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "text/Output.h"
 
 #include <fcntl.h>
 #include <io.h>
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -1,10 +1,10 @@
-#include "SettingTable.h"
+#include "config/SettingTable.h"
 
 #include <algorithm>
 #include <cwchar>
 
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -1,10 +1,10 @@
-#include "Json.h"
+#include "text/Json.h"
 
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "Text.h"
-#include "Times.h"
+#include "text/Text.h"
+#include "text/Times.h"
 
 namespace zd {
 

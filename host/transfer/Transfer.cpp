@@ -1,12 +1,12 @@
-#include "Transfer.h"
+#include "transfer/Transfer.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <utility>
 
-#include "Interrupt.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
 namespace zd {
 

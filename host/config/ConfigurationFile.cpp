@@ -6,10 +6,11 @@
 #include <cstring>
 #include <set>
 
-#include "Configuration.h"
-#include "Failure.h"
-#include "LocalFile.h"
-#include "Text.h"
+#include "config/Configuration.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
+#include "transfer/LocalFile.h"
 
 namespace zd {
 

@@ -1,10 +1,10 @@
-#include "Interrupt.h"
+#include "text/Interrupt.h"
 
 #include <windows.h>
 
 #include <atomic>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
 namespace zd {
 

@@ -1,12 +1,12 @@
-#include "RemoteName.h"
+#include "transfer/RemoteName.h"
 
 #include <windows.h>
 
 #include <algorithm>
 #include <vector>
 
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
 namespace zd {
 

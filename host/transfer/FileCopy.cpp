@@ -1,11 +1,11 @@
-#include "FileCopy.h"
+#include "transfer/FileCopy.h"
 
 #include <algorithm>
 #include <limits>
 #include <vector>
 
-#include "Failure.h"
-#include "ReadRange.h"
+#include "text/Failure.h"
+#include "transfer/ReadRange.h"
 
 namespace zd {
 

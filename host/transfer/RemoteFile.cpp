@@ -1,4 +1,4 @@
-#include "RemoteFile.h"
+#include "transfer/RemoteFile.h"
 
 #include <sddl.h>
 
@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
 namespace zd {
 

@@ -1,13 +1,12 @@
-#include "LocalFile.h"
+#include "transfer/LocalFile.h"
 
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
 
 namespace zd {
 
 namespace {
-
-constexpr wchar_t kLongForm[] = L"\\\\?\\";
 
 void RefuseDirectory(const std::wstring& path) {
     const DWORD attributes = ::GetFileAttributesW(path.c_str());
@@ -24,26 +23,6 @@ HANDLE CreateBeside(const std::wstring& path, const std::wstring& temporary) {
 }
 
 }  // namespace
-
-std::wstring AbsolutePath(const std::wstring& path) {
-    if (path.empty()) throw CUsageError("an empty local path");
-    if (path.starts_with(kLongForm)) return path;
-    const DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-    if (needed == 0) ThrowFailure("GetFullPathName", ::GetLastError(), path);
-    std::wstring full(needed, L'\0');
-    const DWORD length = ::GetFullPathNameW(path.c_str(), needed, full.data(), nullptr);
-    if (length == 0 || length >= needed) ThrowFailure("GetFullPathName", ::GetLastError(), path);
-    full.resize(length);
-    const bool needsLongForm = full.size() >= MAX_PATH - 12 && full.compare(0, 2, L"\\\\") != 0;
-    return needsLongForm ? kLongForm + full : full;
-}
-
-std::wstring LongPath(const std::wstring& path) {
-    std::wstring full = AbsolutePath(path);
-    if (full.starts_with(kLongForm)) return full;
-    if (full.starts_with(L"\\\\")) return std::wstring(kLongForm) + L"UNC" + full.substr(1);
-    return kLongForm + full;
-}
 
 CLocalReader::CLocalReader(const std::wstring& path, bool standardInputFree) : m_path(path) {
     if (path == L"-") {

@@ -4,14 +4,14 @@
 #include <memory>
 #include <optional>
 
-#include "EntryNames.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Tree.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Text.h"
+#include "transfer/EntryNames.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Tree.h"
 
 namespace zd {
 

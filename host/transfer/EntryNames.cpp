@@ -1,4 +1,4 @@
-#include "EntryNames.h"
+#include "transfer/EntryNames.h"
 
 #include <windows.h>
 

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <cwchar>
 
-#include "Configuration.h"
-#include "Text.h"
+#include "config/Configuration.h"
+#include "text/Text.h"
 
 namespace zd {
 

@@ -1,6 +1,6 @@
-#include "Failure.h"
+#include "text/Failure.h"
 
-#include "Text.h"
+#include "text/Text.h"
 #include "ZdvfsLoader.h"
 
 namespace zd {

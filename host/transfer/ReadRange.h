@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "Failure.h"
-#include "RemoteFile.h"
-#include "Transfer.h"
+#include "text/Failure.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/Transfer.h"
 
 namespace zd {
 

@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "Settings.h"
+#include "config/Settings.h"
 
 namespace zd {
 

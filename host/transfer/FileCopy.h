@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "Transfer.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/Transfer.h"
 
 namespace zd {
 

@@ -1,11 +1,11 @@
-#include "Text.h"
+#include "text/Text.h"
 
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
 namespace zd {
 
