@@ -8,7 +8,7 @@
 #include "text/Failure.h"
 #include "text/Output.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -226,4 +226,4 @@ int RunShellCommand(const std::vector<std::string>& words, CommandContext& conte
     return RunWords(parser, words, context, where);
 }
 
-}  // namespace zd
+}  // namespace zd::host

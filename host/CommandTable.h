@@ -8,7 +8,7 @@
 #include "Parser.h"
 #include "Session.h"
 
-namespace zd {
+namespace zd::host {
 
 // What a command runs with.
 struct CommandContext {
@@ -32,4 +32,4 @@ struct Command {
 // In the order of the help.
 std::span<const Command* const> Commands();
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 
 #include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -115,4 +115,4 @@ CImpersonation::~CImpersonation() {
     GiveBack();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
-namespace zd {
+namespace zd::host {
 
 CArgument CArgument::Required() const {
     return CArgument(m_option->required());
@@ -114,4 +114,4 @@ ParseResult CParser::Parse(std::vector<std::string> words) {
     }
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -13,7 +13,7 @@ class App;
 class Option;
 }  // namespace CLI
 
-namespace zd {
+namespace zd::host {
 
 // Answers why a text is not accepted; empty where it is.
 using ArgumentCheck = std::function<std::string(const std::string& text)>;
@@ -87,4 +87,4 @@ private:
     std::unique_ptr<CLI::App> m_top;
 };
 
-}  // namespace zd
+}  // namespace zd::host

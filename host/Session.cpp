@@ -5,7 +5,7 @@
 #include "text/LocalPath.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -117,4 +117,4 @@ void CSession::End() {
     if (m_trace != nullptr) m_trace->Finish();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -13,7 +13,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -125,4 +125,4 @@ int RunShell(CommandContext& context, bool prompt) {
     return CShell(context, prompt).Run();
 }
 
-}  // namespace zd
+}  // namespace zd::host

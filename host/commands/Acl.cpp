@@ -11,7 +11,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -78,4 +78,4 @@ CommandAction DescribeAcl(CSyntax command) {
 extern const Command kAclCommand;
 const Command kAclCommand{"acl", "Show or replace a security descriptor", &DescribeAcl};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -8,7 +8,7 @@
 #include "transfer/RemoteName.h"
 #include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -85,4 +85,4 @@ extern const Command kAppendCommand;
 const Command kCopyCommand{"cp", "Copy a file inside the pool", &DescribeCopy};
 const Command kAppendCommand{"append", "Add a file of the pool to the end of another", &DescribeAppend};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,7 +5,7 @@
 
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -38,4 +38,4 @@ void AddCopyOptions(CSyntax command, CopyOptions& options) {
     command.AddFlag("--json", options.json, "With -r: the summary as a JSON object").Needs(tree);
 }
 
-}  // namespace zd
+}  // namespace zd::host

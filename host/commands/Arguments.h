@@ -7,7 +7,7 @@
 #include "Parser.h"
 #include "transfer/Tree.h"
 
-namespace zd {
+namespace zd::host {
 
 // Accepts a size or an offset; the text stays as it is and is read with SizeOf.
 std::string CheckSize(const std::string& text);
@@ -22,4 +22,4 @@ std::uint32_t NumberOf(const std::string& text);
 // -r, -t and --json, as put and get have them.
 void AddCopyOptions(CSyntax command, CopyOptions& options);
 
-}  // namespace zd
+}  // namespace zd::host

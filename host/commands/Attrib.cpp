@@ -9,7 +9,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -78,4 +78,4 @@ CommandAction DescribeAttrib(CSyntax command) {
 extern const Command kAttribCommand;
 const Command kAttribCommand{"attrib", "Show or change attributes", &DescribeAttrib};
 
-}  // namespace zd
+}  // namespace zd::host

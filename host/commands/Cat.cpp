@@ -10,7 +10,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -54,4 +54,4 @@ CommandAction DescribeCat(CSyntax command) {
 extern const Command kCatCommand;
 const Command kCatCommand{"cat", "Write a file of the pool, or a part of it, to standard output", &DescribeCat};
 
-}  // namespace zd
+}  // namespace zd::host

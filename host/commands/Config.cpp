@@ -5,7 +5,7 @@
 #include "text/Failure.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -45,4 +45,4 @@ CommandAction DescribeConfig(CSyntax command) {
 extern const Command kConfigCommand;
 const Command kConfigCommand{"config", "Show every setting in force and where it came from", &DescribeConfig};
 
-}  // namespace zd
+}  // namespace zd::host

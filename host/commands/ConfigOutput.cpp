@@ -6,7 +6,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -121,4 +121,4 @@ void ShowSettingTable(bool json) {
     if (json) WriteLine(CJson().Set("settings", std::move(all)).Line());
 }
 
-}  // namespace zd
+}  // namespace zd::host

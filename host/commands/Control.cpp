@@ -8,7 +8,7 @@
 #include "text/Text.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -111,4 +111,4 @@ const Command kControlCommand{"control", "Have the storage read the directories 
 const Command kRefreshCommand{"refresh", "Read the settings anew, or report activity of the task", &DescribeRefresh};
 const Command kSayCommand{"say", "Write a line into the plug-in's log", &DescribeSay};
 
-}  // namespace zd
+}  // namespace zd::host

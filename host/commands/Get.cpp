@@ -12,7 +12,7 @@
 #include "transfer/Transfer.h"
 #include "transfer/Tree.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -76,4 +76,4 @@ CommandAction DescribeGet(CSyntax command) {
 extern const Command kGetCommand;
 const Command kGetCommand{"get", "Copy a file of the pool, or a tree with -r, to a local one", &DescribeGet};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -13,7 +13,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -182,4 +182,4 @@ CommandAction DescribeIoctl(CSyntax command) {
 extern const Command kIoctlCommand;
 const Command kIoctlCommand{"ioctl", "Send a control request to the storage, or show those remembered", &DescribeIoctl};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -15,7 +15,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -138,4 +138,4 @@ CommandAction DescribeList(CSyntax command) {
 extern const Command kListCommand;
 const Command kListCommand{"ls", "List a directory", &DescribeList};
 
-}  // namespace zd
+}  // namespace zd::host

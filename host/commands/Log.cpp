@@ -13,7 +13,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -180,4 +180,4 @@ CommandAction DescribeLog(CSyntax command) {
 extern const Command kLogCommand;
 const Command kLogCommand{"log", "Read the plug-in's log", &DescribeLog};
 
-}  // namespace zd
+}  // namespace zd::host

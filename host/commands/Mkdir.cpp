@@ -5,7 +5,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -40,4 +40,4 @@ CommandAction DescribeMakeDirectory(CSyntax command) {
 extern const Command kMakeDirectoryCommand;
 const Command kMakeDirectoryCommand{"mkdir", "Make a directory", &DescribeMakeDirectory};
 
-}  // namespace zd
+}  // namespace zd::host

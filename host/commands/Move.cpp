@@ -4,7 +4,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -44,4 +44,4 @@ CommandAction DescribeMove(CSyntax command) {
 extern const Command kMoveCommand;
 const Command kMoveCommand{"mv", "Rename a file or directory", &DescribeMove};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -50,4 +50,4 @@ extern const Command kTagCommand;
 const Command kPoolsCommand{"pools", "List the registered storage pools", &DescribePools};
 const Command kTagCommand{"tag", "Show a random tag of the plug-in", &DescribeTag};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -12,7 +12,7 @@
 #include "transfer/Transfer.h"
 #include "transfer/Tree.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -69,4 +69,4 @@ CommandAction DescribePut(CSyntax command) {
 extern const Command kPutCommand;
 const Command kPutCommand{"put", "Copy a local file, or a tree with -r, into the pool", &DescribePut};
 
-}  // namespace zd
+}  // namespace zd::host

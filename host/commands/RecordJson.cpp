@@ -3,7 +3,7 @@
 #include "text/Attributes.h"
 #include "transfer/RemoteFile.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -32,4 +32,4 @@ CJson JsonOf(const DirectoryEntry& record) {
     return JsonOfRecord(record);
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -4,10 +4,10 @@
 #include "IProtocolManager.h"
 #include "text/Json.h"
 
-namespace zd {
+namespace zd::host {
 
 // "directory", "size", "attributes", the four times and "mode" of a record; a missing time is null.
 CJson JsonOf(const FileInformation& record);
 CJson JsonOf(const DirectoryEntry& record);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,7 +5,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -40,4 +40,4 @@ CommandAction DescribeRemove(CSyntax command) {
 extern const Command kRemoveCommand;
 const Command kRemoveCommand{"rm", "Remove files or empty directories", &DescribeRemove};
 
-}  // namespace zd
+}  // namespace zd::host

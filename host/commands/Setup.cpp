@@ -9,7 +9,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -107,4 +107,4 @@ CommandAction DescribeSetup(CSyntax command) {
 extern const Command kSetupCommand;
 const Command kSetupCommand{"setup", "Write, show or remove the plug-in's settings in the registry", &DescribeSetup};
 
-}  // namespace zd
+}  // namespace zd::host

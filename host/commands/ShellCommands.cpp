@@ -10,7 +10,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -103,4 +103,4 @@ std::span<const Command> ShellCommands() {
     return kShellCommands;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -12,7 +12,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -92,4 +92,4 @@ CommandAction DescribeStat(CSyntax command) {
 extern const Command kStatCommand;
 const Command kStatCommand{"stat", "Show size, attributes and times", &DescribeStat};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -74,4 +74,4 @@ CommandAction DescribeTouch(CSyntax command) {
 extern const Command kTouchCommand;
 const Command kTouchCommand{"touch", "Set access and write times", &DescribeTouch};
 
-}  // namespace zd
+}  // namespace zd::host

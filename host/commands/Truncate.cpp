@@ -5,7 +5,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -42,4 +42,4 @@ CommandAction DescribeTruncate(CSyntax command) {
 extern const Command kTruncateCommand;
 const Command kTruncateCommand{"truncate", "Cut a file, or let it grow, to a size", &DescribeTruncate};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -9,7 +9,7 @@
 #include "text/Text.h"
 #include "text/Times.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -97,4 +97,4 @@ extern const Command kLabelCommand;
 const Command kSizesCommand{"df", "Show the volume: sizes, label, file system", &DescribeSizes};
 const Command kLabelCommand{"label", "Show or set the connection's volume label", &DescribeLabel};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -9,7 +9,7 @@
 #include "transfer/RemoteName.h"
 #include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -54,4 +54,4 @@ CommandAction DescribeWrite(CSyntax command) {
 extern const Command kWriteCommand;
 const Command kWriteCommand{"write", "Overwrite bytes in the middle of a file", &DescribeWrite};
 
-}  // namespace zd
+}  // namespace zd::host

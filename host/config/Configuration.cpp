@@ -5,7 +5,7 @@
 #include "text/Failure.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -219,4 +219,4 @@ Configuration ReadConfiguration(const std::wstring& libraryFolder, const std::ws
     return CReader(libraryFolder, pool).Read();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -8,7 +8,7 @@
 
 #include "config/Settings.h"
 
-namespace zd {
+namespace zd::host {
 
 using ConfigValue = std::variant<std::monostate, std::int64_t, std::string>;
 
@@ -51,4 +51,4 @@ std::vector<std::string> JudgeSizeList(const std::string& list);
 // Adds the warnings that depend on a value itself or on others: needs every row.
 void JudgeConfiguration(Configuration& configuration);
 
-}  // namespace zd
+}  // namespace zd::host

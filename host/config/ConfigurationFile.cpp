@@ -12,7 +12,7 @@
 #include "text/Text.h"
 #include "transfer/LocalFile.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -197,4 +197,4 @@ std::string JudgePoolFile(const std::wstring& libraryFolder, const std::wstring&
     return text;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include "text/Failure.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -155,4 +155,4 @@ void JudgeConfiguration(Configuration& configuration) {
     CJudge(configuration).Judge();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include "config/Configuration.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -87,4 +87,4 @@ std::vector<std::string> JudgeSizeList(const std::string& list) {
     return judge.Warnings();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include "text/Failure.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -184,4 +184,4 @@ std::string StandardOf(const Setting& setting) {
     return text;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-namespace zd {
+namespace zd::host {
 
 // Where a setting stands: a key of the registry below the tree's root, a file, or the environment.
 enum class SettingsKey { Zdvfs, Agent, Pool, AgentFile, PoolFile, EngineFile, Environment };
@@ -58,4 +58,4 @@ std::string RangeOf(const Setting& setting);
 // "51200 (50 GiB); so does 0".
 std::string StandardOf(const Setting& setting);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -8,7 +8,7 @@
 #include "text/Failure.h"
 #include "ZdvfsLoader.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -246,4 +246,4 @@ bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring
     return true;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -11,7 +11,7 @@
 
 #include "config/SettingTable.h"
 
-namespace zd {
+namespace zd::host {
 
 // The two trees under HKEY_LOCAL_MACHINE. The plug-in uses the former maker's only where the other one is missing.
 enum class SettingsTree { Present, Former };
@@ -55,4 +55,4 @@ std::optional<StoredValue> ReadValue(SettingsTree tree, const std::wstring& belo
 std::vector<std::wstring> ValueNames(SettingsTree tree, const std::wstring& below);
 std::vector<std::wstring> SubkeyNames(SettingsTree tree, const std::wstring& below);
 
-}  // namespace zd
+}  // namespace zd::host

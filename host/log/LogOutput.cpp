@@ -8,7 +8,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -80,4 +80,4 @@ void CLogOutput::EndPast() {
     m_keeps = false;
 }
 
-}  // namespace zd
+}  // namespace zd::host

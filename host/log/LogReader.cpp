@@ -5,7 +5,7 @@
 #include "text/Failure.h"
 #include "text/Interrupt.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -108,4 +108,4 @@ void CLogFollower::GiveUpIdlest() {
     }
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -8,7 +8,7 @@
 
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -77,4 +77,4 @@ std::optional<std::uint32_t> ParseAttributes(std::string_view text) {
     return attributes;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -3,7 +3,7 @@
 #include "text/Text.h"
 #include "ZdvfsLoader.h"
 
-namespace zd {
+namespace zd::host {
 
 std::string Win32Text(DWORD code) {
     return zdvfs::ErrorText(code);
@@ -17,4 +17,4 @@ void ThrowFailure(std::string_view operation, DWORD code, std::wstring_view path
     throw CFailure(DescribeFailure(operation, code, path));
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;
@@ -61,4 +61,4 @@ inline void CheckCode(std::string_view operation, DWORD code, std::wstring_view 
     if (code != ERROR_SUCCESS) ThrowFailure(operation, code, path);
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 
 #include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -40,4 +40,4 @@ CPrompting::~CPrompting() {
     g_prompting = false;
 }
 
-}  // namespace zd
+}  // namespace zd::host

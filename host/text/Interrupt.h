@@ -1,7 +1,7 @@
 // Ctrl-C: a transfer ends between two pieces, so that handles are closed and unfinished local files are removed.
 #pragma once
 
-namespace zd {
+namespace zd::host {
 
 // From now on Ctrl-C and Ctrl-Break set a mark instead of ending the process.
 void CatchInterrupts();
@@ -19,4 +19,4 @@ public:
     CPrompting& operator=(const CPrompting&) = delete;
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include "text/Text.h"
 #include "text/Times.h"
 
-namespace zd {
+namespace zd::host {
 
 CJson::CJson(nlohmann::ordered_json value) : m_value(std::make_unique<nlohmann::ordered_json>(std::move(value))) {}
 
@@ -67,4 +67,4 @@ CJson JsonOfTime(std::uint64_t fileTime) {
     return fileTime == 0 ? CJson() : CJson(FormatTime(fileTime));
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace zd {
+namespace zd::host {
 
 // A value of JSON, from which others are built.
 class CJson {
@@ -67,4 +67,4 @@ private:
 // The time as text, null for 0.
 CJson JsonOfTime(std::uint64_t fileTime);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -4,7 +4,7 @@
 
 #include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -32,4 +32,4 @@ std::wstring LongPath(const std::wstring& path) {
     return kLongForm + full;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -10,7 +10,7 @@
 #include "text/Failure.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 void PrepareStreams() {
     for (FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
@@ -47,4 +47,4 @@ std::size_t TerminalWidth() {
     return static_cast<std::size_t>(std::max<int>(info.srWindow.Right - info.srWindow.Left + 1, 0));
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 // Puts the standard streams into binary mode and the console, where there is one, to UTF-8.
 void PrepareStreams();
@@ -24,4 +24,4 @@ void WriteError(std::string_view text);
 // The columns of the terminal that standard error is; 0 where it is none, and no progress line can be drawn.
 std::size_t TerminalWidth();
 
-}  // namespace zd
+}  // namespace zd::host

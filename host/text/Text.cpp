@@ -7,7 +7,7 @@
 
 #include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -206,4 +206,4 @@ std::string FormatSeconds(double seconds) {
     return text;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 // UTF-16 to UTF-8. An unpaired surrogate becomes its own three bytes, so that every name survives the way to UTF-8 and
 // back.
@@ -37,4 +37,4 @@ std::string FormatBytes(double bytes);
 // "0:07", "12:30", "1:02:03".
 std::string FormatSeconds(double seconds);
 
-}  // namespace zd
+}  // namespace zd::host

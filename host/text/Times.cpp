@@ -6,7 +6,7 @@
 
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -82,4 +82,4 @@ std::int64_t TimeNow() {
     return Joined(time);
 }
 
-}  // namespace zd
+}  // namespace zd::host

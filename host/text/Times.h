@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 // A FILETIME value as text, with a fraction where it has one; "-" for 0, no time.
 std::string FormatTime(std::uint64_t fileTime);
@@ -18,4 +18,4 @@ std::optional<std::int64_t> ParseTime(std::string_view text);
 // The system's time as a FILETIME value.
 std::int64_t TimeNow();
 
-}  // namespace zd
+}  // namespace zd::host

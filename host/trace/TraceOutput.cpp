@@ -7,7 +7,7 @@
 #include "text/LocalPath.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -182,4 +182,4 @@ void CTraceOutput::Put(std::string_view text) {
     if (!written || std::fflush(m_stream) != 0) m_lost = true;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -67,4 +67,4 @@ std::string WhyNotRemote(const std::wstring& name) {
     return "";
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace zd {
+namespace zd::host {
 
 // Why an entry of the pool cannot have its name in a local directory, or would stand elsewhere than in that directory;
 // empty where it can.
@@ -12,4 +12,4 @@ std::string WhyNotLocal(const std::wstring& name);
 // Why a local entry cannot have its name in the pool, or would not be a file of its own there; empty where it can.
 std::string WhyNotRemote(const std::wstring& name);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include "text/Failure.h"
 #include "transfer/ReadRange.h"
 
-namespace zd {
+namespace zd::host {
 
 OpenRequest RequestToPut(const std::wstring& name, bool times) {
     const DWORD access = FILE_WRITE_DATA | (times ? FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES : 0U);
@@ -48,4 +48,4 @@ void GetFile(CRemoteFile& remote, CLocalWriter& local, bool times, CTransfer& tr
     local.Commit();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -8,7 +8,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 // How a file is opened that is to be made or overwritten; `times` where its times are to be set too.
 OpenRequest RequestToPut(const std::wstring& name, bool times);
@@ -25,4 +25,4 @@ void PutFile(CLocalReader& local, CRemoteFile& remote, bool times, CTransfer& tr
 // remote one's time of the last write. Throws CFailure; no local file has changed then.
 void GetFile(CRemoteFile& remote, CLocalWriter& local, bool times, CTransfer& transfer);
 
-}  // namespace zd
+}  // namespace zd::host

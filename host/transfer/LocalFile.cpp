@@ -4,7 +4,7 @@
 #include "text/LocalPath.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -103,4 +103,4 @@ void CLocalWriter::Close() {
     m_handle = INVALID_HANDLE_VALUE;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace zd {
+namespace zd::host {
 
 // Reads a local file, or standard input, from front to end. Not thread-safe.
 class CLocalReader {
@@ -63,4 +63,4 @@ private:
     HANDLE m_handle = INVALID_HANDLE_VALUE;
 };
 
-}  // namespace zd
+}  // namespace zd::host

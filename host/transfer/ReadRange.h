@@ -11,7 +11,7 @@
 #include "transfer/RemoteFile.h"
 #include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 // Reads the bytes from `begin` up to `end` and gives each piece to `take` (data, size). Throws CFailure where the file
 // ends before `end`: data that should be there is missing.
@@ -27,4 +27,4 @@ void ReadRange(CRemoteFile& file, std::int64_t begin, std::int64_t end, Take&& t
     }
 }
 
-}  // namespace zd
+}  // namespace zd::host

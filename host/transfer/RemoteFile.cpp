@@ -9,7 +9,7 @@
 
 #include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -149,4 +149,4 @@ ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD acc
     ThrowFailure("ZdCreateFile", asFile, name);
 }
 
-}  // namespace zd
+}  // namespace zd::host

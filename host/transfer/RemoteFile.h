@@ -9,7 +9,7 @@
 
 #include "IProtocolManager.h"
 
-namespace zd {
+namespace zd::host {
 
 enum class ObjectKind : DWORD { File = 0, Directory = 1 };
 
@@ -102,4 +102,4 @@ std::vector<DirectoryEntry> ListDirectory(IProtocolManager& manager, const std::
 // The kind of what exists under `name`, found by opening it. Where it opens as neither, the failure is the file's.
 ObjectKind KindOf(IProtocolManager& manager, const std::wstring& name, DWORD access);
 
-}  // namespace zd
+}  // namespace zd::host

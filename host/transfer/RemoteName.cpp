@@ -8,7 +8,7 @@
 #include "text/Failure.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -55,4 +55,4 @@ bool SameRemoteName(const std::wstring& left, const std::wstring& right) {
     return ::CompareStringOrdinal(a.c_str(), -1, b.c_str(), -1, /*bIgnoreCase=*/TRUE) == CSTR_EQUAL;
 }
 
-}  // namespace zd
+}  // namespace zd::host

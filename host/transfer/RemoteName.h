@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 // "/dir/x", "\dir\x", "dir/x" (UTF-8) to "\dir\x": names begin with a separator, and one behind the last component is
 // dropped. In the shell `directory` is the current one, from where a name without a separator in front is taken, and
@@ -19,4 +19,4 @@ std::wstring Below(const std::wstring& directory, const std::wstring& name);
 // plug-in's table of open files does not tell such names apart.
 bool SameRemoteName(const std::wstring& left, const std::wstring& right);
 
-}  // namespace zd
+}  // namespace zd::host

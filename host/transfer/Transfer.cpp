@@ -8,7 +8,7 @@
 #include "text/Output.h"
 #include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -110,4 +110,4 @@ void CTransfer::Report(const std::string& counts) {
     WriteLine(line + ": " + m_name);
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 // The size of the pieces in which data goes through the plug-in.
 constexpr std::uint32_t kPieceSize = 1024 * 1024;
@@ -62,4 +62,4 @@ private:
     std::chrono::steady_clock::time_point m_begin = std::chrono::steady_clock::now();
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 #include "text/Text.h"
 #include "transfer/EntryNames.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -96,4 +96,4 @@ void CTreeTransfer::ReportJson(const char* ended) {
     WriteLine(json.Line());
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -10,7 +10,7 @@
 #include "IProtocolManager.h"
 #include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 struct CopyOptions {
     std::string from;
@@ -73,4 +73,4 @@ private:
     std::wstring m_leftOut;  // the last directory that could not be made, with a separator behind it
 };
 
-}  // namespace zd
+}  // namespace zd::host

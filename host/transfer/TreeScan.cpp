@@ -13,7 +13,7 @@
 #include "transfer/RemoteName.h"
 #include "transfer/Tree.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -196,4 +196,4 @@ std::vector<TreeEntry> ScanRemoteTree(IProtocolManager& manager, const std::wstr
     return CRemoteScan(manager, top, fail).Scan();
 }
 
-}  // namespace zd
+}  // namespace zd::host
