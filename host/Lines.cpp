@@ -2,11 +2,11 @@
 
 #include <cstdio>
 
-#include "Failure.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -68,4 +68,4 @@ int RunLine(std::string_view line, CommandContext& context, const std::string& w
     return words->empty() ? kExitOk : run(*words, context, where);
 }
 
-}  // namespace zd
+}  // namespace zd::host

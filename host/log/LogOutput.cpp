@@ -3,13 +3,12 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -49,21 +48,22 @@ std::string LineOfEntry(const LogEntry& entry) {
 }
 
 std::string JsonOfEntry(const LogEntry& entry) {
-    Json json;
-    for (const char* name : {"time", "pid", "process", "thread"}) json[name] = nullptr;
+    CJson json;
+    for (const char* name : {"time", "pid", "process", "thread"}) json.Set(name, CJson());
     if (const auto& beginning = entry.beginning) {
         std::string time = beginning->time;
         time[4] = time[7] = '-';
         time[10] = 'T';
-        json["time"] = time;
-        json["pid"] = beginning->process;
-        json["process"] = AsUtf8(beginning->processName);
-        json["thread"] = beginning->thread;
+        json.Set("time", time);
+        json.Set("pid", beginning->process);
+        json.Set("process", AsUtf8(beginning->processName));
+        json.Set("thread", beginning->thread);
     }
-    json["level"] = entry.level ? Json(*entry.level) : Json(nullptr);
-    json["text"] = AsUtf8(entry.text);
-    if (entry.summary) json["summary"] = {{"messages", entry.summary->messages}, {"times", entry.summary->times}};
-    return JsonLine(json) + "\n";
+    json.Set("level", entry.level ? CJson(*entry.level) : CJson());
+    json.Set("text", AsUtf8(entry.text));
+    if (entry.summary)
+        json.Set("summary", CJson().Set("messages", entry.summary->messages).Set("times", entry.summary->times));
+    return json.Line() + "\n";
 }
 
 void CLogOutput::Take(const LogEntry& entry) {
@@ -80,4 +80,4 @@ void CLogOutput::EndPast() {
     m_keeps = false;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 
 #include "log/LogParser.h"
 
-namespace zd {
+namespace zd::host {
 
 struct LogOutputOptions {
     std::optional<std::int32_t> level;  // leaves out entries above it
@@ -41,4 +41,4 @@ std::string LineOfEntry(const LogEntry& entry);
 // One object, and a line end.
 std::string JsonOfEntry(const LogEntry& entry);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <utility>
 
-#include "Text.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -200,4 +200,4 @@ void CLogParser::Emit() {
     m_sink(std::move(entry));
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -13,7 +13,7 @@
 
 #include "log/LogTexts.h"
 
-namespace zd {
+namespace zd::host {
 
 // What stands in front of an entry's text.
 struct LogBeginning {
@@ -69,4 +69,4 @@ private:
     std::string m_text;  // with the line ends
 };
 
-}  // namespace zd
+}  // namespace zd::host
