@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of tools/check-binaries: each protection is taken out of a copy of a real binary, and has to be missed.
+"""Tests of packaging/check-binaries: each protection is taken out of a copy of a real binary, and has to be missed.
 
     tests/hardening/check_binaries_test.py build/release/bin
 """
@@ -28,7 +28,7 @@ def load(path):
     return module
 
 
-check = load(ROOT / "tools" / "check-binaries")
+check = load(ROOT / "packaging" / "check-binaries")
 
 
 def image_of(name):
@@ -186,7 +186,7 @@ class CheckBinaries(unittest.TestCase):
 
     @staticmethod
     def status_of(folder):
-        run = subprocess.run([ROOT / "tools" / "check-binaries", folder], capture_output=True, text=True, check=False)
+        run = subprocess.run([ROOT / "packaging" / "check-binaries", folder], capture_output=True, text=True, check=False)
         return run.returncode, run.stderr
 
     def test_what_is_no_program(self):

@@ -1,4 +1,4 @@
-# What tools/package adds to a release build: debug information, which it splits off, and nothing in the binaries that
+# What packaging/make adds to a release build: debug information, which it splits off, and nothing in the binaries that
 # differs from one folder or hour to another. A map beside each binary tells which libraries went into it.
 option(ZD_PACKAGE "Debug information and the same bytes from every build folder" OFF)
 if(NOT ZD_PACKAGE)
