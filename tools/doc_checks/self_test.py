@@ -23,11 +23,11 @@ ROWS = [
     ("`[a](docs/nowhere.md)` is code", None),
     # Paths in inline code.
     ("`plugin/operations/WriteFile.cpp`, `host/`, `docs/hosts.md`, `WordInfo.h`, `tests/proof/fault/*Situations.cpp`", None),
-    ("`files/WriteFiles.cpp`", "there is no files/WriteFiles.cpp"),
+    ("`plugin/files/WriteFiles.cpp`", "there is no plugin/files/WriteFiles.cpp"),
     ("`tools/nothing`", "there is no tools/nothing"),
     ("`packaging/nothing`", "there is no packaging/nothing"),
     ("`NoSuchHeader.h`", "there is no NoSuchHeader.h"),
-    ("`namespace/nothing/`", "there is no namespace/nothing/"),
+    ("`plugin/nothing/`", "there is no plugin/nothing/"),
     ("`tests/*Nothing.cpp`", r"there is no tests/\*Nothing.cpp"),
     ("`build/anything.h` and `report.pdf`", None),
     # Blocks.
@@ -109,7 +109,7 @@ CHANGES = [
     ("docs/host-guide.md", "to 25 ZdStub1, ZdStub2", "to 25 ZdStub2, ZdStub1", "slot 23 is not ZdStub2"),
     ("README.md", "`ZdQueryFileInfo` | 5", "`ZdQueryFileInfo` | 6", "slots of ZdQueryFileInfo are not"),
     ("README.md", "`ZdGetRandomTag`", "`ZdRandomTag`", "ZdGetRandomTag is not in the table"),
-    ("README.md", "| `namespace/` |", "| names |", "folder namespace/ is not in the table"),
+    ("README.md", "| `samples/` |", "| names |", "folder samples/ is not in the table"),
     ("README.md", "23 to 25", "23 to 26", "slots of .*ZdStub1"),
 ]
 
