@@ -1,5 +1,5 @@
-# What administrators work with: zdhost config --check and --list-settings, the templates in admin/, and that documents
-# and tables agree with the sources. Read by "run".
+# What administrators work with: zdhost config --check and --list-settings, the templates in packaging/admin/, and that
+# documents and tables agree with the sources. Read by "run".
 # A command of this machine in place of zdhost.
 here_runs() {
     current="$*"
@@ -17,10 +17,10 @@ here_runs "$root/tests/admin/check" list.json
 ends 0
 cat out
 cp list.json in
-here_runs "$root/tools/admin-files" --check
+here_runs "$root/packaging/admin-files" --check
 ends 0
 sed 's/"default":51200/"default":51201/' list.json >in
-here_runs "$root/tools/admin-files" --check
+here_runs "$root/packaging/admin-files" --check
 ends 1
 says "is not current"
 : >in
@@ -57,7 +57,7 @@ says "protocol/TaskTime.cpp:1: neither a literal nor a parameter of the function
 rm -r copy
 
 echo "the template for the registry"
-cp "$root/admin/ZdvfsSettings.reg" as-it-is.reg
+cp "$root/packaging/admin/ZdvfsSettings.reg" as-it-is.reg
 "$root/tools/wine" regedit /S as-it-is.reg <in >out 2>err
 run setup --show
 ends 0
@@ -68,7 +68,7 @@ run config
 ends 0
 holds '! grep -q "registry " out'
 # With every comment mark taken away, it stores every default.
-sed -E 's/^;("|\[)/\1/' "$root/admin/ZdvfsSettings.reg" >all.reg
+sed -E 's/^;("|\[)/\1/' "$root/packaging/admin/ZdvfsSettings.reg" >all.reg
 "$root/tools/wine" regedit /S all.reg <in >out 2>err
 run setup --show
 ends 0

@@ -2,10 +2,14 @@
 
 import hashlib
 import re
-import struct
 import subprocess
 import uuid
 from xml.sax.saxutils import quoteattr
+
+import gi
+
+gi.require_version("Libmsi", "1.0")
+from gi.repository import Libmsi  # noqa: E402
 
 # These stand for the product for ever: Windows finds an older version, and a file of one, by them.
 UPGRADE_CODE = "{3F1B6C52-7E0D-4B8B-9A6E-52C0D6A1E7F4}"
@@ -132,44 +136,32 @@ def description(version, product_code, paths, stage):
 """
 
 
-def run(command, folder=None):
-    # Warnings of wixl's library go to standard error without failing.
-    done = subprocess.run([str(word) for word in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                          cwd=folder)
-    if done.returncode != 0:
-        raise RuntimeError(f"{command[0]} failed:\n{done.stdout}")
-    return done.stdout
+def finish(path, version, paths, package_code, epoch):
+    """Writes what wixl cannot be told, and a code and times in the place of those that it makes up."""
+    database = Libmsi.Database.new(str(path), Libmsi.DbFlags.TRANSACT, None)
 
+    def change(statement):
+        query = Libmsi.Query.new(database, statement)
+        query.execute(None)
+        query.close()
 
-def fix_summary(path, package_code, epoch):
-    """Puts the package's code and times, which wixl makes up, in the place of those it wrote."""
-    data = bytearray(path.read_bytes())
-    # The format of the summary, as it stands in front of its one section.
-    format_id = bytes.fromhex("e0859ff2f94f6810ab9108002b27b3d9")
-    start = data.find(format_id)
-    if start < 0 or data.find(format_id, start + 1) >= 0:
-        raise RuntimeError(f"{path.name}: no summary, or several")
-    # 28: the length of what stands in front of the format and its section's offset.
-    section = start - 28 + struct.unpack_from("<I", data, start + 16)[0]
-    count = struct.unpack_from("<I", data, section + 4)[0]
-    filetime = (epoch + 11644473600) * 10000000
-    done = set()
-    for index in range(count):
-        number, offset = struct.unpack_from("<II", data, section + 8 + 8 * index)
-        at = section + offset
-        if number == 9:
-            length = struct.unpack_from("<I", data, at + 4)[0]
-            if length != len(package_code) + 1:
-                raise RuntimeError(f"{path.name}: a package code of {length} characters")
-            data[at + 8:at + 8 + length - 1] = package_code.encode()
-        elif number in (12, 13):
-            struct.pack_into("<Q", data, at + 4, filetime)
-        else:
-            continue
-        done.add(number)
-    if done != {9, 12, 13}:
-        raise RuntimeError(f"{path.name}: the summary lacks something: {sorted(done)}")
-    path.write_bytes(data)
+    # A REG_EXPAND_SZ.
+    change(f"UPDATE `Registry` SET `Value` = '#%[#f{identifier(MESSAGES)}]' WHERE `Name` = 'EventMessageFile'")
+    # A folder other than the component's.
+    for folder in FOLDERS:
+        change(f"UPDATE `RemoveFile` SET `DirProperty` = '{folder}' WHERE `FileKey` = '{folder}'")
+    for name in paths:
+        if VERSIONED.fullmatch(name):
+            # A file with a version is compared by it, not by a hash.
+            key = "f" + identifier(name)
+            change(f"UPDATE `File` SET `Version` = '{version}.0', `Language` = '1033' WHERE `File` = '{key}'")
+            change(f"DELETE FROM `MsiFileHash` WHERE `File_` = '{key}'")
+    summary = Libmsi.SummaryInfo.new(database, 3)
+    summary.set_string(Libmsi.Property.UUID, package_code)
+    for moment in (Libmsi.Property.CREATED_TM, Libmsi.Property.LASTSAVED_TM):
+        summary.set_filetime(moment, (epoch + 11644473600) * 10000000)
+    if not summary.persist() or not database.commit():
+        raise RuntimeError(f"{path.name} cannot be changed")
 
 
 def make(path, version, stage, paths, contents_hash, epoch):
@@ -179,21 +171,9 @@ def make(path, version, stage, paths, contents_hash, epoch):
     source = stage.parent / "package.wxs"
     source.write_text(description(version, product_code, paths, stage.name), encoding="utf-8")
     path.unlink(missing_ok=True)
-    # It takes no absolute paths of files.
-    run(["wixl", "--arch", "x64", "--output", path, source.name], stage.parent)
-    # A REG_EXPAND_SZ, which wixl cannot write.
-    run(["msibuild", path, "-q", f"UPDATE `Registry` SET `Value` = '#%[#f{identifier(MESSAGES)}]' "
-                                 "WHERE `Name` = 'EventMessageFile'"])
-    # Nor a folder other than the component's.
-    for folder in FOLDERS:
-        run(["msibuild", path, "-q", f"UPDATE `RemoveFile` SET `DirProperty` = '{folder}' WHERE `FileKey` = '{folder}'"])
-    for name in paths:
-        if VERSIONED.fullmatch(name):
-            # A file with a version is compared by it, not by a hash.
-            key = "f" + identifier(name)
-            run(["msibuild", path, "-q",
-                 f"UPDATE `File` SET `Version` = '{version}.0', `Language` = '1033' WHERE `File` = '{key}'"])
-            run(["msibuild", path, "-q", f"DELETE FROM `MsiFileHash` WHERE `File_` = '{key}'"])
-    fix_summary(path, package_code, epoch)
-    if package_code not in run(["msiinfo", "suminfo", path]):
-        raise RuntimeError(f"{path.name} did not take its package code")
+    # It takes no absolute paths of files. Warnings of its library go to standard error without failing.
+    done = subprocess.run(["wixl", "--arch", "x64", "--output", path, source.name], cwd=stage.parent, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    if done.returncode != 0:
+        raise RuntimeError(f"wixl failed:\n{done.stdout}")
+    finish(path, version, paths, package_code, epoch)
