@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
+#include "base/UniqueHandle.h"
 #include "config/AgentConfiguration.h"
 
 namespace zd {
@@ -14,7 +14,7 @@ struct CFilePolicy {
     std::int64_t fragmentSize = 53'687'091'200;        // bytes, of a file that is new
     std::vector<CExtensionSegment> extensionSegments;  // segment sizes by the ending of the name
     std::uint32_t edbSegmentSize = 0;                  // bytes, of databases; 0: none of their own
-    std::string defaultDescriptor;                     // the text that new objects without one are given
+    CUniqueRuntimeBlock<char> defaultDescriptor;       // the text that new objects without one are given
 };
 
 // The registry's values of it. What is not set stays as it is.

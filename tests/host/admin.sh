@@ -43,7 +43,7 @@ here_runs copy/tools/log-texts --check
 ends 0
 # A text, a level, a new line: each makes the table old, and one that cannot be followed is no line of the table.
 for damage in 's/stopping task/stopping the task/' 's/LogText(kLogTrace, "DoAdd/LogText(kLogWarning, "DoAdd/' \
-    's/void CProtocolManager/void NewLine() { LogText(kLogError, "new\\n"); }\nvoid CProtocolManager/'; do
+    's/^void DoAdd/void NewLine() { LogText(kLogError, "new\\n"); }\nvoid DoAdd/'; do
     sed "$damage" "$root/plugin/protocol/TaskTime.cpp" >copy/plugin/protocol/TaskTime.cpp
     holds '! cmp -s copy/plugin/protocol/TaskTime.cpp "$root/plugin/protocol/TaskTime.cpp"'
     here_runs copy/tools/log-texts --check
