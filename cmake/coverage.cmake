@@ -2,7 +2,7 @@
 set(ZD_COVERAGE_OPTIONS --coverage -fprofile-update=atomic)
 
 if(ZD_COVERAGE)
-  foreach(target IN ITEMS ZdvfsProtocol zd_base zd_log)
+  foreach(target IN ITEMS ZdvfsProtocol zd_base zd_log zd_config zd_security zd_namespace)
     target_compile_options(${target} PRIVATE ${ZD_COVERAGE_OPTIONS})
     target_link_options(${target} PUBLIC --coverage)
   endforeach()

@@ -1,18 +1,14 @@
 #include "CommandLine.h"
 
-#include <algorithm>
-#include <CLI/CLI.hpp>
-#include <memory>
 #include <new>
-#include <sstream>
 
-#include "Failure.h"
 #include "Impersonation.h"
-#include "Output.h"
 #include "Script.h"
 #include "Shell.h"
+#include "text/Failure.h"
+#include "text/Output.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -29,12 +25,8 @@ constexpr char kExamples[] =
     "  zdhost --trace cat /docs/notes.txt\n"
     "  zdhost put --help";
 
-CLI::Validator CallerValidator() {
-    return CLI::Validator(
-        [](std::string& text) {
-            return CallerNamed(text) ? std::string() : "\"" + text + "\" is none of self, restricted, anonymous";
-        },
-        "");
+std::string CheckCaller(const std::string& text) {
+    return CallerNamed(text) ? "" : "\"" + text + "\" is none of self, restricted, anonymous";
 }
 
 // The connection is the service's own, as in a file server; only what is done over it is done for the caller.
@@ -46,73 +38,53 @@ CommandAction RunAs(Caller caller, CommandAction action) {
     };
 }
 
-// The commands as subcommands of one parser, each with what it does.
+// The commands in one parser, each with what it does.
 class CCommandParser {
 public:
-    CCommandParser(const std::string& description, const std::string& name) : m_app(description, name) {
-        // Otherwise a name such as /dir would be taken for an option.
-        m_app.allow_windows_style_options(false);
-        m_app.require_subcommand(1);
-        m_app.get_formatter()->column_width(34);
-        m_app.set_help_flag("-h,--help", "Show this help");
-        m_app.set_version_flag("--version", "zdhost " ZD_VERSION, "Show the version");
-        m_app.add_option("--as", m_caller, "Connect, then run the command as this caller: self, restricted, anonymous")
-            ->type_name("WHO")
-            ->check(CallerValidator());
+    CCommandParser(const std::string& description, const std::string& name)
+        : m_parser(description, name, "zdhost " ZD_VERSION) {
+        Top()
+            .AddOption("--as", m_caller, "Connect, then run the command as this caller: self, restricted, anonymous")
+            .TypeName("WHO")
+            .Check(&CheckCaller);
         for (const Command* command : Commands()) Add(*command);
     }
 
-    CLI::App& App() { return m_app; }
+    CSyntax Top() const { return m_parser.Top(); }
 
     // Answers kExitOk, and what to run; or an exit status where help was shown or the words make no sense.
-    int Parse(std::vector<std::string> words, CommandAction& action, const std::string& where) {
-        try {
-            std::reverse(words.begin(), words.end());
-            m_app.parse(std::move(words));
-        } catch (const CLI::ParseError& error) {
-            return Explain(error, where);
+    int Parse(const std::vector<std::string>& words, CommandAction& action, const std::string& where) {
+        const ParseResult result = m_parser.Parse(words);
+        if (result.kind == ParseResult::Kind::Help) {
+            WriteOutput(result.text.data(), result.text.size());
+            FlushOutput();
+            return kExitOk;
         }
-        for (auto& [sub, run] : m_actions) {
-            if (sub->parsed()) action = run;
+        if (result.kind == ParseResult::Kind::Wrong) {
+            // Only the shell knows this word.
+            const bool hasHelp = Top().Find("help").has_value();
+            const std::string hint = hasHelp ? "help" + result.command : "zdhost" + result.command + " --help";
+            WriteError(where + result.text + "; see " + hint);
+            return kExitUsage;
+        }
+        for (const auto& [command, run] : m_actions) {
+            if (command.IsGiven()) action = run;
         }
         if (const auto caller = CallerNamed(m_caller); action && caller) action = RunAs(*caller, std::move(action));
         return kExitOk;
     }
 
     void Add(const Command& command) {
-        CLI::App* sub = m_app.add_subcommand(command.name, command.summary);
-        m_actions.emplace_back(sub, command.describe(*sub));
+        const CSyntax syntax = Top().AddCommand(command.name, command.summary);
+        Add(syntax, command.describe(syntax));
     }
 
-    void Add(CLI::App* sub, CommandAction action) { m_actions.emplace_back(sub, std::move(action)); }
+    void Add(CSyntax command, CommandAction action) { m_actions.emplace_back(command, std::move(action)); }
 
 private:
-    int Explain(const CLI::ParseError& error, const std::string& where) {
-        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            std::ostringstream help;
-            m_app.exit(error, help, help);
-            const std::string text = help.str();
-            WriteOutput(text.data(), text.size());
-            FlushOutput();
-            return kExitOk;
-        }
-        std::string command;
-        CLI::App* at = &m_app;
-        for (; !at->get_subcommands().empty(); command += " " + at->get_name()) at = at->get_subcommands().front();
-        const std::vector<std::string> left = at->remaining();
-        const bool wantsCommand = at->get_require_subcommand_min() != 0;
-        std::string text = error.what();
-        if (wantsCommand) text = left.empty() ? "a command is missing" : "there is no command \"" + left.front() + "\"";
-        // Only the shell knows this word.
-        const bool hasHelp =
-            !m_app.get_subcommands([](const CLI::App* app) { return app->get_name() == "help"; }).empty();
-        WriteError(where + text + (hasHelp ? "; see help" + command : "; see zdhost" + command + " --help"));
-        return kExitUsage;
-    }
-
-    CLI::App m_app;
+    CParser m_parser;
     std::string m_caller;
-    std::vector<std::pair<CLI::App*, CommandAction>> m_actions;
+    std::vector<std::pair<CSyntax, CommandAction>> m_actions;
 };
 
 // Runs an action and tells what went wrong. CFatalFailure passes where `passFatal`.
@@ -160,9 +132,9 @@ struct ProgramOptions {
 };
 
 void DescribeShell(CCommandParser& parser, ProgramOptions& options) {
-    CLI::App* shell = parser.App().add_subcommand("shell", "Run commands as they are typed, with a current directory");
-    shell->add_flag("--prompt", options.prompt, "Show the prompt even where the input is no console");
-    shell->footer(
+    const CSyntax shell = parser.Top().AddCommand("shell", "Run commands as they are typed, with a current directory");
+    shell.AddFlag("--prompt", options.prompt, "Show the prompt even where the input is no console");
+    shell.Footer(
         "Lines as those of a script, with the console's line editing. Besides the commands there are cd, pwd, lcd, "
         "lpwd,\n"
         "reconnect, help and exit. Remote names without a separator in front are taken from the current directory. A\n"
@@ -177,28 +149,29 @@ void DescribeShell(CCommandParser& parser, ProgramOptions& options) {
     });
 }
 
-void DescribeTrace(CLI::App& app, TraceOptions& trace) {
-    app.add_flag("--trace", trace.enabled, "Show the storage calls and log lines of each operation");
-    CLI::Option* file = app.add_option("--trace-to", trace.file, "Write the trace to this file, not to standard error");
-    file->type_name("FILE")->check(
+void DescribeTrace(CSyntax top, TraceOptions& trace) {
+    top.AddFlag("--trace", trace.enabled, "Show the storage calls and log lines of each operation");
+    const CArgument file =
+        top.AddOption("--trace-to", trace.file, "Write the trace to this file, not to standard error");
+    file.TypeName("FILE").Check(
         [](const std::string& name) { return name.empty() ? std::string("an empty file name") : std::string(); });
-    app.add_flag("--trace-json", trace.json, "Write it as JSON; with --trace-to")->needs(file);
+    top.AddFlag("--trace-json", trace.json, "Write it as JSON; with --trace-to").Needs(file);
 }
 
 void DescribeProgram(CCommandParser& parser, ProgramOptions& options) {
-    CLI::App& app = parser.App();
-    app.footer(kExamples);
-    app.add_option("--plugin", options.session.plugin, "The plug-in (default: ZdvfsProtocol.dll beside this program)")
-        ->type_name("PATH");
-    app.add_option("--pool", options.session.pool, "The storage pool to connect to (default: pool)")->type_name("NAME");
-    app.add_option("--second", options.session.second, "The connection's second name")->type_name("NAME");
-    app.add_option("--third", options.session.third, "The connection's third name")->type_name("NAME");
-    app.add_flag("-q,--quiet", options.quiet, "No progress and no reports");
-    DescribeTrace(app, options.session.trace);
+    const CSyntax top = parser.Top();
+    top.Footer(kExamples);
+    top.AddOption("--plugin", options.session.plugin, "The plug-in (default: ZdvfsProtocol.dll beside this program)")
+        .TypeName("PATH");
+    top.AddOption("--pool", options.session.pool, "The storage pool to connect to (default: pool)").TypeName("NAME");
+    top.AddOption("--second", options.session.second, "The connection's second name").TypeName("NAME");
+    top.AddOption("--third", options.session.third, "The connection's third name").TypeName("NAME");
+    top.AddFlag("-q,--quiet", options.quiet, "No progress and no reports");
+    DescribeTrace(top, options.session.trace);
 
-    CLI::App* script = app.add_subcommand("script", "Run the commands of standard input, one a line (also: -)");
-    script->add_flag("-k,--keep-going", options.keepGoing, "Go on with the next line after a failure");
-    script->footer(
+    const CSyntax script = top.AddCommand("script", "Run the commands of standard input, one a line (also: -)");
+    script.AddFlag("-k,--keep-going", options.keepGoing, "Go on with the next line after a failure");
+    script.Footer(
         "A line holds a command and its arguments as on the command line, without \"zdhost\". Blank lines and lines "
         "that\n"
         "begin with # are skipped. Words with blanks stand in \"double\" or 'single' quotes; a doubled quote inside\n"
@@ -232,7 +205,7 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
     std::vector<std::string> words = arguments;
     AcceptDash(words);
     CommandAction action;
-    const int parsed = parser.Parse(std::move(words), action, "");
+    const int parsed = parser.Parse(words, action, "");
     if (!action) return parsed;
 
     CSession session(options.session);
@@ -253,4 +226,4 @@ int RunShellCommand(const std::vector<std::string>& words, CommandContext& conte
     return RunWords(parser, words, context, where);
 }
 
-}  // namespace zd
+}  // namespace zd::host

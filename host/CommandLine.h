@@ -6,7 +6,7 @@
 
 #include "CommandTable.h"
 
-namespace zd {
+namespace zd::host {
 
 // Runs the program on its arguments (UTF-8, without the program's name) and answers its exit status: 0, 1 where
 // something failed, 2 for arguments that make no sense. Failures are told on standard error.
@@ -19,4 +19,4 @@ int RunScriptCommand(const std::vector<std::string>& words, CommandContext& cont
 // The same for a line of the shell, which knows the words of ShellCommands besides.
 int RunShellCommand(const std::vector<std::string>& words, CommandContext& context, const std::string& where);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,6 +1,6 @@
 #include "CommandTable.h"
 
-namespace zd {
+namespace zd::host {
 
 extern const Command kPutCommand;
 extern const Command kGetCommand;
@@ -45,4 +45,4 @@ std::span<const Command* const> Commands() {
     return kCommands;
 }
 
-}  // namespace zd
+}  // namespace zd::host

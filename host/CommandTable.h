@@ -5,13 +5,10 @@
 #include <span>
 #include <string>
 
+#include "Parser.h"
 #include "Session.h"
 
-namespace CLI {
-class App;
-}
-
-namespace zd {
+namespace zd::host {
 
 // What a command runs with.
 struct CommandContext {
@@ -29,10 +26,10 @@ struct Command {
     const char* name;
     const char* summary;  // one line of the help
     // Gives the command its arguments and its help. The answered action owns what they are parsed into.
-    CommandAction (*describe)(CLI::App& command);
+    CommandAction (*describe)(CSyntax command);
 };
 
 // In the order of the help.
 std::span<const Command* const> Commands();
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -115,4 +115,4 @@ CImpersonation::~CImpersonation() {
     GiveBack();
 }
 
-}  // namespace zd
+}  // namespace zd::host

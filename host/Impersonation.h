@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 // Identities that need no password.
 enum class Caller {
@@ -41,4 +41,4 @@ private:
     CToken m_before;  // null where the thread did not impersonate
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -2,11 +2,11 @@
 
 #include <cstdio>
 
-#include "Failure.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -14,8 +14,8 @@ bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r';
 }
 
-}  // namespace
-
+// Splits a line into words: blanks separate, "double" and 'single' quotes hold words together, a doubled quote inside
+// them is the quote itself. Empty for a blank line and for a comment; nothing where a quote is not closed.
 std::optional<std::vector<std::string>> SplitLine(std::string_view line) {
     std::vector<std::string> words;
     std::size_t at = 0;
@@ -44,6 +44,8 @@ std::optional<std::vector<std::string>> SplitLine(std::string_view line) {
     }
 }
 
+}  // namespace
+
 bool CInputLines::Next() {
     m_text.clear();
     int c = std::fgetc(stdin);
@@ -68,4 +70,4 @@ int RunLine(std::string_view line, CommandContext& context, const std::string& w
     return words->empty() ? kExitOk : run(*words, context, where);
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -8,11 +8,7 @@
 
 #include "CommandTable.h"
 
-namespace zd {
-
-// Splits a line into words: blanks separate, "double" and 'single' quotes hold words together, a doubled quote inside
-// them is the quote itself. Empty for a blank line and for a comment; nothing where a quote is not closed.
-std::optional<std::vector<std::string>> SplitLine(std::string_view line);
+namespace zd::host {
 
 // Standard input line by line, as UTF-8; a byte order mark in front is dropped.
 class CInputLines {
@@ -36,4 +32,4 @@ using WordsRunner = int (*)(const std::vector<std::string>& words, CommandContex
 // Has `run` do what a line says and answers its status; 0 for a line without words. A line that makes no sense is told.
 int RunLine(std::string_view line, CommandContext& context, const std::string& where, WordsRunner run);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,11 +1,11 @@
 #include "Script.h"
 
 #include "CommandLine.h"
-#include "Failure.h"
-#include "Interrupt.h"
 #include "Lines.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
 
-namespace zd {
+namespace zd::host {
 
 int RunScript(CommandContext& context, bool keepGoing) {
     CommandContext inner{context.session, context.quiet, /*standardInputFree=*/false};
@@ -25,4 +25,4 @@ int RunScript(CommandContext& context, bool keepGoing) {
     return status;
 }
 
-}  // namespace zd
+}  // namespace zd::host

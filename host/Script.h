@@ -3,10 +3,10 @@
 
 #include "CommandTable.h"
 
-namespace zd {
+namespace zd::host {
 
 // Runs the lines of standard input. Answers 0, or the status of the first line that failed, which has been told with
 // its number on standard error and has ended the script unless `keepGoing`.
 int RunScript(CommandContext& context, bool keepGoing);
 
-}  // namespace zd
+}  // namespace zd::host

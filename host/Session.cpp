@@ -1,11 +1,11 @@
 #include "Session.h"
 
-#include "Failure.h"
 #include "Impersonation.h"
-#include "LocalFile.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -117,4 +117,4 @@ void CSession::End() {
     if (m_trace != nullptr) m_trace->Finish();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -11,7 +11,7 @@
 #include "trace/Trace.h"
 #include "ZdvfsLoader.h"
 
-namespace zd {
+namespace zd::host {
 
 struct SessionOptions {
     std::string plugin;  // path of the plug-in; empty: ZdvfsProtocol.dll beside this program
@@ -66,4 +66,4 @@ private:
     bool m_connected = false;
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,13 +7,13 @@
 #include <string>
 
 #include "CommandLine.h"
-#include "Failure.h"
-#include "Interrupt.h"
 #include "Lines.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -125,4 +125,4 @@ int RunShell(CommandContext& context, bool prompt) {
     return CShell(context, prompt).Run();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,7 +5,7 @@
 
 #include "CommandTable.h"
 
-namespace zd {
+namespace zd::host {
 
 // What the shell knows besides the commands of the command line, in the order of the help.
 std::span<const Command> ShellCommands();
@@ -15,4 +15,4 @@ std::span<const Command> ShellCommands();
 // of the first line that failed; each failure has been told on standard error.
 int RunShell(CommandContext& context, bool prompt);
 
-}  // namespace zd
+}  // namespace zd::host

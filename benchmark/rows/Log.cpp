@@ -18,7 +18,7 @@
 #include "base/UniqueHandle.h"
 #include "benchmark/rows/Groups.h"
 #include "log/Log.h"
-#include "protocol/ProcessState.h"
+#include "log/LogState.h"
 #ifdef ZD_BENCH_SPDLOG
 #include "benchmark/rows/SpdLogger.h"
 #endif
@@ -51,7 +51,7 @@ constexpr std::int32_t kLineLevel = kLogNotice;
 class CLinkedLog {
 public:
     CLinkedLog() : m_logger(std::make_unique<CLogger>()) {
-        CreateProcessState();
+        g_logState.Create();
         AdoptLogger(m_logger.get());
     }
     ~CLinkedLog() {
@@ -61,7 +61,7 @@ public:
             return;
         }
         if (m_logger->file != nullptr) std::fclose(m_logger->file);
-        DestroyProcessState();
+        g_logState.Destroy();
     }
     CLinkedLog(const CLinkedLog&) = delete;
     CLinkedLog& operator=(const CLinkedLog&) = delete;

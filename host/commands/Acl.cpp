@@ -2,17 +2,16 @@
 
 #include <sddl.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -45,32 +44,32 @@ void StoreAcl(CommandContext& context, const AclOptions& options) {
     object.Finish();
 }
 
-CommandAction DescribeAcl(CLI::App& command) {
+CommandAction DescribeAcl(CSyntax command) {
     auto options = std::make_shared<AclOptions>();
-    command.require_subcommand(1);
-    CLI::App* get = command.add_subcommand("get", "Show the descriptor of a file or directory as SDDL text");
-    get->add_option("REMOTE", options->remote, "The file or directory")->required()->type_name("");
-    get->footer(
+    command.RequireCommand();
+    const CSyntax get = command.AddCommand("get", "Show the descriptor of a file or directory as SDDL text");
+    get.AddOption("REMOTE", options->remote, "The file or directory").Required().TypeName("");
+    get.Footer(
         "The first look at an object without a stored descriptor stores one that makes the caller its owner.\n"
         "\n"
         "Example:\n"
         "  zdhost acl get /docs/report.pdf");
-    CLI::App* set = command.add_subcommand("set", "Replace the descriptor of a file or directory");
-    set->add_option("REMOTE", options->remote, "The file or directory")->required()->type_name("");
-    set->add_option("SDDL", options->text, "The whole new descriptor")->required()->type_name("");
-    set->footer(
+    const CSyntax set = command.AddCommand("set", "Replace the descriptor of a file or directory");
+    set.AddOption("REMOTE", options->remote, "The file or directory").Required().TypeName("");
+    set.AddOption("SDDL", options->text, "The whole new descriptor").Required().TypeName("");
+    set.Footer(
         "The text replaces everything that was stored; what it leaves out is gone. Specific rights such as FA or "
         "0x1f01ff\n"
         "are checked as they stand, generic ones such as GA grant an impersonated caller no data access.\n"
         "\n"
         "Example:\n"
         "  zdhost acl set /docs/report.pdf \"O:BAG:BAD:(A;;FA;;;BA)(A;;0x1200a9;;;WD)\"");
-    command.footer(
+    command.Footer(
         "Examples:\n"
         "  zdhost acl get /docs/report.pdf\n"
         "  zdhost acl set /docs/report.pdf \"O:BAG:BAD:(A;;FA;;;BA)\"");
     return [options, get](CommandContext& context) {
-        get->parsed() ? ShowAcl(context, *options) : StoreAcl(context, *options);
+        get.IsGiven() ? ShowAcl(context, *options) : StoreAcl(context, *options);
     };
 }
 
@@ -79,4 +78,4 @@ CommandAction DescribeAcl(CLI::App& command) {
 extern const Command kAclCommand;
 const Command kAclCommand{"acl", "Show or replace a security descriptor", &DescribeAcl};
 
-}  // namespace zd
+}  // namespace zd::host

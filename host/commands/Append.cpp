@@ -1,15 +1,14 @@
 #include <algorithm>
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Transfer.h"
+#include "text/Failure.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -52,16 +51,16 @@ void AppendWhole(CommandContext& context, const char* verb, const AppendOptions&
     transfer.Report();
 }
 
-std::shared_ptr<AppendOptions> AddNames(CLI::App& command) {
+std::shared_ptr<AppendOptions> AddNames(CSyntax command) {
     auto options = std::make_shared<AppendOptions>();
-    command.add_option("SOURCE", options->source, "The file in the pool to copy from")->required()->type_name("");
-    command.add_option("TARGET", options->target, "The file in the pool to copy to")->required()->type_name("");
+    command.AddOption("SOURCE", options->source, "The file in the pool to copy from").Required().TypeName("");
+    command.AddOption("TARGET", options->target, "The file in the pool to copy to").Required().TypeName("");
     return options;
 }
 
-CommandAction DescribeCopy(CLI::App& command) {
+CommandAction DescribeCopy(CSyntax command) {
     auto options = AddNames(command);
-    command.footer(
+    command.Footer(
         "The storage copies by itself; no data comes to this machine. A file that exists under TARGET is overwritten.\n"
         "\n"
         "Example:\n"
@@ -69,9 +68,9 @@ CommandAction DescribeCopy(CLI::App& command) {
     return [options](CommandContext& context) { AppendWhole(context, "cp", *options, kZdOverwriteIf); };
 }
 
-CommandAction DescribeAppend(CLI::App& command) {
+CommandAction DescribeAppend(CSyntax command) {
     auto options = AddNames(command);
-    command.footer(
+    command.Footer(
         "The storage copies by itself; no data comes to this machine. TARGET is created where it is missing.\n"
         "\n"
         "Example:\n"
@@ -86,4 +85,4 @@ extern const Command kAppendCommand;
 const Command kCopyCommand{"cp", "Copy a file inside the pool", &DescribeCopy};
 const Command kAppendCommand{"append", "Add a file of the pool to the end of another", &DescribeAppend};
 
-}  // namespace zd
+}  // namespace zd::host

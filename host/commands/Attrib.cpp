@@ -1,16 +1,15 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
-#include "Attributes.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Attributes.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -49,23 +48,19 @@ void Attrib(CommandContext& context, const AttributeOptions& options) {
     }
 }
 
-CLI::Validator AttributeValidator() {
-    return CLI::Validator(
-        [](std::string& text) {
-            return ParseAttributes(text) ? std::string() : "\"" + text + "\": letters of RHSATIN or a number";
-        },
-        "");
+std::string CheckAttributes(const std::string& text) {
+    return ParseAttributes(text) ? "" : "\"" + text + "\": letters of RHSATIN or a number";
 }
 
-CommandAction DescribeAttrib(CLI::App& command) {
+CommandAction DescribeAttrib(CSyntax command) {
     auto options = std::make_shared<AttributeOptions>();
-    command.add_option("REMOTE", options->remotes, "Files and directories")->required()->type_name("");
-    CLI::Option* set = command.add_option("--set", options->set, "Attributes to set, as letters or a number");
-    CLI::Option* clear = command.add_option("--clear", options->clear, "Attributes to clear");
-    CLI::Option* value = command.add_option("--value", options->value, "The whole value, handed on as it stands");
-    for (CLI::Option* option : {set, clear, value}) option->type_name("LETTERS")->check(AttributeValidator());
-    value->excludes(set)->excludes(clear);
-    command.footer(
+    command.AddOption("REMOTE", options->remotes, "Files and directories").Required().TypeName("");
+    const CArgument set = command.AddOption("--set", options->set, "Attributes to set, as letters or a number");
+    const CArgument clear = command.AddOption("--clear", options->clear, "Attributes to clear");
+    const CArgument value = command.AddOption("--value", options->value, "The whole value, handed on as it stands");
+    for (const CArgument option : {set, clear, value}) option.TypeName("LETTERS").Check(&CheckAttributes);
+    value.Excludes(set).Excludes(clear);
+    command.Footer(
         "Without --set, --clear and --value the attributes are shown. Letters: Read-only, Hidden, System, Archive,\n"
         "Temporary, not Indexed, Normal; the D of a directory cannot be changed. Other bits are given as a number. "
         "The\n"
@@ -83,4 +78,4 @@ CommandAction DescribeAttrib(CLI::App& command) {
 extern const Command kAttribCommand;
 const Command kAttribCommand{"attrib", "Show or change attributes", &DescribeAttrib};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,17 +1,16 @@
 #include <algorithm>
-#include <CLI/CLI.hpp>
 #include <memory>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "Output.h"
-#include "ReadRange.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "transfer/ReadRange.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -34,16 +33,16 @@ void Cat(CommandContext& context, const CatOptions& options) {
     remote.Finish();
 }
 
-CommandAction DescribeCat(CLI::App& command) {
+CommandAction DescribeCat(CSyntax command) {
     auto options = std::make_shared<CatOptions>();
-    command.add_option("REMOTE", options->remote, "The file in the pool")->required()->type_name("");
-    command.add_option("--offset", options->offset, "Where to begin, in bytes (K, M, G, T for powers of 1024)")
-        ->type_name("N")
-        ->check(SizeValidator());
-    command.add_option("--length", options->length, "How many bytes at most (default: to the end)")
-        ->type_name("N")
-        ->check(SizeValidator());
-    command.footer(
+    command.AddOption("REMOTE", options->remote, "The file in the pool").Required().TypeName("");
+    command.AddOption("--offset", options->offset, "Where to begin, in bytes (K, M, G, T for powers of 1024)")
+        .TypeName("N")
+        .Check(&CheckSize);
+    command.AddOption("--length", options->length, "How many bytes at most (default: to the end)")
+        .TypeName("N")
+        .Check(&CheckSize);
+    command.Footer(
         "Examples:\n"
         "  zdhost cat /docs/notes.txt\n"
         "  zdhost cat /images/big.iso --offset 1M --length 512 > part");
@@ -55,4 +54,4 @@ CommandAction DescribeCat(CLI::App& command) {
 extern const Command kCatCommand;
 const Command kCatCommand{"cat", "Write a file of the pool, or a part of it, to standard output", &DescribeCat};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,28 +1,27 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "commands/ConfigOutput.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
-CommandAction DescribeConfig(CLI::App& command) {
+CommandAction DescribeConfig(CSyntax command) {
     struct ConfigOptions {
         bool json = false;
         bool check = false;
         bool list = false;
     };
     auto options = std::make_shared<ConfigOptions>();
-    CLI::Option* const check =
-        command.add_flag("--check", options->check, "Only the warnings; exit status 1 where there are any");
-    command.add_flag("--list-settings", options->list, "Every setting that there is, with type, range and default")
-        ->excludes(check);
-    command.add_flag("--json", options->json, "One object");
-    command.footer(
+    const CArgument check =
+        command.AddFlag("--check", options->check, "Only the warnings; exit status 1 where there are any");
+    command.AddFlag("--list-settings", options->list, "Every setting that there is, with type, range and default")
+        .Excludes(check);
+    command.AddFlag("--json", options->json, "One object");
+    command.Footer(
         "Shows what the plug-in would read now for a connection to --pool: the value in force, whether it comes from "
         "the\n"
         "registry, from zd.conf or from nowhere (default), and a warning where a value has no effect. No connection is "
@@ -46,4 +45,4 @@ CommandAction DescribeConfig(CLI::App& command) {
 extern const Command kConfigCommand;
 const Command kConfigCommand{"config", "Show every setting in force and where it came from", &DescribeConfig};
 
-}  // namespace zd
+}  // namespace zd::host

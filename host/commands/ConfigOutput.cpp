@@ -1,20 +1,19 @@
 #include "commands/ConfigOutput.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
-Json JsonOf(const ConfigValue& value) {
+CJson JsonOf(const ConfigValue& value) {
     if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
     if (const auto* text = std::get_if<std::string>(&value)) return *text;
-    return nullptr;
+    return CJson();
 }
 
 std::string TextOf(const ConfigValue& value) {
@@ -24,21 +23,22 @@ std::string TextOf(const ConfigValue& value) {
 }
 
 void ShowJson(const Configuration& configuration) {
-    Json all;
-    all["tree"] = "HKEY_LOCAL_MACHINE\\" + ToUtf8(RootOf(configuration.tree));
-    all["settings"] = Json::array();
+    CJson all;
+    all.Set("tree", "HKEY_LOCAL_MACHINE\\" + ToUtf8(RootOf(configuration.tree)));
+    CJson settings = CJson::Array();
     for (const ConfigRow& row : configuration.rows) {
-        Json json;
-        json["name"] = row.name;
-        json["value"] = JsonOf(row.value);
-        json["source"] = row.source;
-        json["place"] = row.place.empty() ? Json(nullptr) : Json(row.place);
-        json["default"] = JsonOf(row.defaultValue);
-        json["warnings"] = row.warnings;
-        all["settings"].push_back(std::move(json));
+        CJson json;
+        json.Set("name", row.name);
+        json.Set("value", JsonOf(row.value));
+        json.Set("source", row.source);
+        json.Set("place", row.place.empty() ? CJson() : CJson(row.place));
+        json.Set("default", JsonOf(row.defaultValue));
+        json.Set("warnings", row.warnings);
+        settings.Add(std::move(json));
     }
-    all["warnings"] = configuration.warnings;
-    WriteLine(JsonLine(all));
+    all.Set("settings", std::move(settings));
+    all.Set("warnings", configuration.warnings);
+    WriteLine(all.Line());
 }
 
 void ShowText(const Configuration& configuration) {
@@ -56,27 +56,26 @@ void ShowText(const Configuration& configuration) {
     for (const std::string& warning : configuration.warnings) WriteLine("warning: " + warning);
 }
 
-Json JsonOf(const Setting& setting) {
-    const auto number = [](std::int64_t value) { return value == kNoNumber ? Json(nullptr) : Json(value); };
-    const auto text = [](const char* value) { return value == nullptr ? Json(nullptr) : Json(value); };
+CJson JsonOf(const Setting& setting) {
+    const auto number = [](std::int64_t value) { return value == kNoNumber ? CJson() : CJson(value); };
     constexpr const char* kKinds[] = {"number", "switch", "choice", "text", "folder", "path"};
     constexpr const char* kZeros[] = {"counts", "default", "off"};
-    Json json;
-    json["place"] = ToUtf8(NameOf(setting.key));
-    json["name"] = ToUtf8(setting.value);
-    json["variable"] = text(setting.variable);
-    json["option"] = text(setting.option);
-    json["kind"] = kKinds[static_cast<int>(setting.kind)];
-    json["type"] = setting.type;
-    json["unit"] = setting.unit;
-    json["least"] = number(setting.least);
-    json["most"] = number(setting.most);
-    json["range"] = RangeOf(setting);
-    json["default"] = number(setting.standard);
-    json["defaultText"] = StandardOf(setting);
-    json["zero"] = kZeros[static_cast<int>(setting.zero)];
-    json["when"] = setting.when;
-    json["help"] = setting.help;
+    CJson json;
+    json.Set("place", ToUtf8(NameOf(setting.key)));
+    json.Set("name", ToUtf8(setting.value));
+    json.Set("variable", setting.variable);
+    json.Set("option", setting.option);
+    json.Set("kind", kKinds[static_cast<int>(setting.kind)]);
+    json.Set("type", setting.type);
+    json.Set("unit", setting.unit);
+    json.Set("least", number(setting.least));
+    json.Set("most", number(setting.most));
+    json.Set("range", RangeOf(setting));
+    json.Set("default", number(setting.standard));
+    json.Set("defaultText", StandardOf(setting));
+    json.Set("zero", kZeros[static_cast<int>(setting.zero)]);
+    json.Set("when", setting.when);
+    json.Set("help", setting.help);
     return json;
 }
 
@@ -87,24 +86,25 @@ void ShowConfiguration(const Configuration& configuration, bool json) {
 }
 
 bool ShowWarnings(const Configuration& configuration, bool json) {
-    Json all = Json::array();
+    CJson all = CJson::Array();
     const auto warn = [&all, json](const std::string& name, const std::string& text) {
-        all.push_back({{"setting", name.empty() ? Json(nullptr) : Json(name)}, {"text", text}});
+        all.Add(CJson().Set("setting", name.empty() ? CJson() : CJson(name)).Set("text", text));
         if (!json) WriteLine(name.empty() ? text : name + ": " + text);
     };
     for (const ConfigRow& row : configuration.rows) {
         for (const std::string& warning : row.warnings) warn(row.name, warning);
     }
     for (const std::string& warning : configuration.warnings) warn("", warning);
-    if (json) WriteLine(JsonLine({{"warnings", all}}));
-    return !all.empty();
+    const bool any = all.Count() != 0;
+    if (json) WriteLine(CJson().Set("warnings", std::move(all)).Line());
+    return any;
 }
 
 void ShowSettingTable(bool json) {
-    Json all = Json::array();
+    CJson all = CJson::Array();
     for (const Setting& setting : AllSettings()) {
         if (json) {
-            all.push_back(JsonOf(setting));
+            all.Add(JsonOf(setting));
             continue;
         }
         std::string line = ToUtf8(NameOf(setting.key)) + "\\" + ToUtf8(setting.value);
@@ -118,7 +118,7 @@ void ShowSettingTable(bool json) {
         std::erase(line, '`');
         WriteLine(line);
     }
-    if (json) WriteLine(JsonLine({{"settings", all}}));
+    if (json) WriteLine(CJson().Set("settings", std::move(all)).Line());
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,9 +1,9 @@
 // The forms in which `zdhost config` writes what it knows.
 #pragma once
 
-#include "Configuration.h"
+#include "config/Configuration.h"
 
-namespace zd {
+namespace zd::host {
 
 // Every setting in force.
 void ShowConfiguration(const Configuration& configuration, bool json);
@@ -14,4 +14,4 @@ bool ShowWarnings(const Configuration& configuration, bool json);
 // The table of all settings that there are.
 void ShowSettingTable(bool json);
 
-}  // namespace zd
+}  // namespace zd::host

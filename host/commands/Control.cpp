@@ -1,16 +1,14 @@
 #include <algorithm>
-#include <CLI/CLI.hpp>
-#include <limits>
 #include <memory>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -41,10 +39,10 @@ void Control(CommandContext& context, const std::string& text) {
     if (!context.quiet) WriteLine("control: refreshed: " + ToUtf8(path));
 }
 
-CommandAction DescribeControl(CLI::App& command) {
+CommandAction DescribeControl(CSyntax command) {
     auto path = std::make_shared<std::string>();
-    command.add_option("PATH", *path, "The path whose directories are to be read anew")->required()->type_name("");
-    command.footer(
+    command.AddOption("PATH", *path, "The path whose directories are to be read anew").Required().TypeName("");
+    command.Footer(
         "Each directory below the pool's top on the way to the last separator of PATH needs a file named .refresh; "
         "the\n"
         "first without one ends the walk, and the command fails. A whole control path (\\\\.zdvfs\\POOL\\...) may be "
@@ -62,13 +60,13 @@ struct RefreshOptions {
     bool full = false;
 };
 
-CommandAction DescribeRefresh(CLI::App& command) {
+CommandAction DescribeRefresh(CSyntax command) {
     auto options = std::make_shared<RefreshOptions>();
-    command.add_option("VALUE", options->value, "With --full: seconds added to the task's renewal (default: 0)")
-        ->type_name("")
-        ->check(NumberValidator());
-    command.add_flag("--full", options->full, "Report activity: renews or ends the storage task, looks for pools");
-    command.footer(
+    command.AddOption("VALUE", options->value, "With --full: seconds added to the task's renewal (default: 0)")
+        .TypeName("")
+        .Check(&CheckNumber);
+    command.AddFlag("--full", options->full, "Report activity: renews or ends the storage task, looks for pools");
+    command.Footer(
         "Without --full the settings are read anew. The task's times live as long as the process, so several calls "
         "make\n"
         "sense in a script: the first one with --full renews the task, later ones when its time has come. What was "
@@ -79,9 +77,7 @@ CommandAction DescribeRefresh(CLI::App& command) {
         "  printf 'refresh --full 30\\nrefresh --full 30\\nioctl --show\\n' | zdhost script\n"
         "  zdhost refresh");
     return [options](CommandContext& context) {
-        constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-        const auto value = static_cast<DWORD>(ParseNumber(options->value, kMost).value());
-        context.session.Manager().ZdRefreshSettings(value, options->full);
+        context.session.Manager().ZdRefreshSettings(NumberOf(options->value), options->full);
     };
 }
 
@@ -90,21 +86,19 @@ struct SayOptions {
     std::string level = "3";
 };
 
-CommandAction DescribeSay(CLI::App& command) {
+CommandAction DescribeSay(CSyntax command) {
     auto options = std::make_shared<SayOptions>();
-    command.add_option("TEXT", options->text, "The line")->required()->type_name("");
-    command.add_option("--level", options->level, "1 error, 2 warning, 3 notice (default), 6 trace")
-        ->type_name("N")
-        ->check(NumberValidator());
-    command.footer(
+    command.AddOption("TEXT", options->text, "The line").Required().TypeName("");
+    command.AddOption("--level", options->level, "1 error, 2 warning, 3 notice (default), 6 trace")
+        .TypeName("N")
+        .Check(&CheckNumber);
+    command.Footer(
         "The line is written where the log's level (DebugLevel) is not below that of the line.\n"
         "\n"
         "Example:\n"
         "  zdhost say --level 1 \"backup begins\"");
     return [options](CommandContext& context) {
-        constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-        const auto level = static_cast<DWORD>(ParseNumber(options->level, kMost).value());
-        context.session.Plugin().ZdLogMessage(level, (options->text + "\n").c_str());
+        context.session.Plugin().ZdLogMessage(NumberOf(options->level), (options->text + "\n").c_str());
     };
 }
 
@@ -117,4 +111,4 @@ const Command kControlCommand{"control", "Have the storage read the directories 
 const Command kRefreshCommand{"refresh", "Read the settings anew, or report activity of the task", &DescribeRefresh};
 const Command kSayCommand{"say", "Write a line into the plug-in's log", &DescribeSay};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,17 +1,18 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "FileCopy.h"
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Transfer.h"
-#include "Tree.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
+#include "transfer/FileCopy.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
+#include "transfer/Tree.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -50,12 +51,12 @@ void GetTree(CommandContext& context, const CopyOptions& options) {
         });
 }
 
-CommandAction DescribeGet(CLI::App& command) {
+CommandAction DescribeGet(CSyntax command) {
     auto options = std::make_shared<CopyOptions>();
-    command.add_option("REMOTE", options->from, "The file in the pool; with -r a directory")->required()->type_name("");
-    command.add_option("LOCAL", options->to, "The local file to write")->required()->type_name("");
+    command.AddOption("REMOTE", options->from, "The file in the pool; with -r a directory").Required().TypeName("");
+    command.AddOption("LOCAL", options->to, "The local file to write").Required().TypeName("");
     AddCopyOptions(command, *options);
-    command.footer(
+    command.Footer(
         "A local file of that name is replaced when the whole file has arrived; a get that fails leaves it alone.\n"
         "With -r what is in REMOTE goes into LOCAL, which is made where it is missing; what is there already stays or "
         "is\n"
@@ -75,4 +76,4 @@ CommandAction DescribeGet(CLI::App& command) {
 extern const Command kGetCommand;
 const Command kGetCommand{"get", "Copy a file of the pool, or a tree with -r, to a local one", &DescribeGet};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,22 +1,19 @@
-#include <CLI/CLI.hpp>
 #include <cstdarg>
 #include <cstdio>
-#include <limits>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Json.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -90,10 +87,9 @@ void Report(const char* operation, DWORD result, bool quiet) {
 }
 
 void Send(CommandContext& context, const IoctlOptions& options) {
-    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
     IProtocolManager& manager = context.session.Manager();
-    const auto request = static_cast<DWORD>(ParseNumber(options.request, kMost).value());
-    const auto value = static_cast<int>(static_cast<std::uint32_t>(ParseNumber(options.value, kMost).value()));
+    const auto request = DWORD{NumberOf(options.request)};
+    const auto value = static_cast<int>(NumberOf(options.value));
     if (options.remote.empty()) {
         return Report("ZdPathIoctl", SendToPools(manager, request, value, kLengthOfValue), context.quiet);
     }
@@ -132,16 +128,17 @@ std::vector<RememberedRequest> ParseText(const std::string& text) {
 
 void Show(CommandContext& context, bool json) {
     const auto requests = ParseText(QueryText(context.session.Manager()));
-    Json all = Json::array();
+    CJson all = CJson::Array();
     if (!json) WriteLine("request  value             times  object");
     for (const RememberedRequest& remembered : requests) {
         const std::string name = NameOf(remembered.request);
         if (json) {
-            all.push_back({{"request", remembered.request},
-                           {"name", name},
-                           {"value", remembered.value},
-                           {"count", remembered.count},
-                           {"path", remembered.path}});
+            all.Add(CJson()
+                        .Set("request", remembered.request)
+                        .Set("name", name)
+                        .Set("value", remembered.value)
+                        .Set("count", remembered.count)
+                        .Set("path", remembered.path));
             continue;
         }
         char text[128];
@@ -149,21 +146,21 @@ void Show(CommandContext& context, bool json) {
                       remembered.value.c_str(), static_cast<unsigned long long>(remembered.count));
         WriteLine(text + remembered.path + (name.empty() ? "" : "  (" + name + ")"));
     }
-    if (json) WriteLine(JsonLine(all));
+    if (json) WriteLine(all.Line());
 }
 
-CommandAction DescribeIoctl(CLI::App& command) {
+CommandAction DescribeIoctl(CSyntax command) {
     auto options = std::make_shared<IoctlOptions>();
-    CLI::Option* request = command.add_option("REQUEST", options->request, "The request's number");
-    CLI::Option* value = command.add_option("VALUE", options->value, "Its 32-bit value (default: 0)");
-    for (CLI::Option* option : {request, value}) option->type_name("")->check(NumberValidator());
-    CLI::Option* remote = command.add_option("--on", options->remote, "Send it to this file, not to the pool");
-    remote->type_name("REMOTE");
-    CLI::Option* show = command.add_flag("--show", options->show, "Show what the local engine remembers of the pool");
-    CLI::Option* json = command.add_flag("--json", options->json, "With --show: an array of objects");
-    show->excludes(request)->excludes(remote);
-    json->needs(show);
-    command.footer(
+    const CArgument request = command.AddOption("REQUEST", options->request, "The request's number");
+    const CArgument value = command.AddOption("VALUE", options->value, "Its 32-bit value (default: 0)");
+    for (const CArgument option : {request, value}) option.TypeName("").Check(&CheckNumber);
+    const CArgument remote = command.AddOption("--on", options->remote, "Send it to this file, not to the pool");
+    remote.TypeName("REMOTE");
+    const CArgument show = command.AddFlag("--show", options->show, "Show what the local engine remembers of the pool");
+    const CArgument json = command.AddFlag("--json", options->json, "With --show: an array of objects");
+    show.Excludes(request).Excludes(remote);
+    json.Needs(show);
+    command.Footer(
         "The storage library gets the value and its length, 4. Without --on the request goes to the pool's root, and "
         "the\n"
         "answer is that of closing the root; with --on it goes to the open file, and the answer is the request's own.\n"
@@ -185,4 +182,4 @@ CommandAction DescribeIoctl(CLI::App& command) {
 extern const Command kIoctlCommand;
 const Command kIoctlCommand{"ioctl", "Send a control request to the storage, or show those remembered", &DescribeIoctl};
 
-}  // namespace zd
+}  // namespace zd::host

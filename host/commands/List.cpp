@@ -1,23 +1,21 @@
 #include <algorithm>
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <vector>
 
-#include "Attributes.h"
+#include "commands/RecordJson.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "Json.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Times.h"
+#include "text/Attributes.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "text/Times.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -95,12 +93,12 @@ private:
         WriteOutput(line.data(), line.size());
     }
 
-    void WriteJson(const Json& record, const std::wstring& path, const std::wstring& name) {
-        Json json;
-        json["path"] = ToUtf8(path);
-        json["name"] = ToUtf8(name);
-        json.update(record);
-        const std::string line = (m_any ? ",\n " : "\n ") + JsonLine(json);
+    void WriteJson(const CJson& record, const std::wstring& path, const std::wstring& name) {
+        CJson json;
+        json.Set("path", ToUtf8(path));
+        json.Set("name", ToUtf8(name));
+        json.SetAll(record);
+        const std::string line = (m_any ? ",\n " : "\n ") + json.Line();
         WriteOutput(line.data(), line.size());
         m_any = true;
     }
@@ -110,16 +108,16 @@ private:
     bool m_any = false;  // something stands above
 };
 
-CommandAction DescribeList(CLI::App& command) {
+CommandAction DescribeList(CSyntax command) {
     auto options = std::make_shared<ListOptions>();
-    const CLI::Option* given =
-        command.add_option("REMOTE", options->remote, "The directory or file (default: the current one, or the top)");
-    command.get_option("REMOTE")->type_name("");
-    command.add_flag("-l,--long", options->isLong, "Attributes, size, and time of the last change too");
-    command.add_flag("-R,--recursive", options->recursive, "The directories below too");
-    command.add_flag("-a,--all", options->all, "\".\" and \"..\" too");
-    command.add_flag("--json", options->json, "An array of objects, with everything that is known");
-    command.footer(
+    const CArgument given =
+        command.AddOption("REMOTE", options->remote, "The directory or file (default: the current one, or the top)")
+            .TypeName("");
+    command.AddFlag("-l,--long", options->isLong, "Attributes, size, and time of the last change too");
+    command.AddFlag("-R,--recursive", options->recursive, "The directories below too");
+    command.AddFlag("-a,--all", options->all, "\".\" and \"..\" too");
+    command.AddFlag("--json", options->json, "An array of objects, with everything that is known");
+    command.Footer(
         "A file of many fragments is one line with its whole size. Directories have a \"\\\" behind their names. Of\n"
         "names that differ only in case the first one is shown. Times are UTC. The letters of -l: Directory,\n"
         "Read-only, Hidden, System, Archive, Temporary, not Indexed, Normal.\n"
@@ -129,7 +127,7 @@ CommandAction DescribeList(CLI::App& command) {
         "  zdhost ls -R --json / > pool.json");
     return [options, given](CommandContext& context) {
         // In the shell it is the current directory that is listed where nothing is named.
-        const bool current = given->count() == 0 && !context.directory.empty();
+        const bool current = !given.IsGiven() && !context.directory.empty();
         const std::wstring name = current ? context.directory : RemoteName(options->remote, context.directory);
         CListing(context, *options).Write(name);
     };
@@ -140,4 +138,4 @@ CommandAction DescribeList(CLI::App& command) {
 extern const Command kListCommand;
 const Command kListCommand{"ls", "List a directory", &DescribeList};
 
-}  // namespace zd
+}  // namespace zd::host

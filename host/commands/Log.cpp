@@ -1,21 +1,19 @@
 #include <algorithm>
-#include <CLI/CLI.hpp>
-#include <limits>
 #include <memory>
 #include <set>
 #include <vector>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Configuration.h"
-#include "Failure.h"
-#include "Interrupt.h"
+#include "config/Configuration.h"
 #include "log/LogOutput.h"
 #include "log/LogReader.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -31,10 +29,6 @@ struct LogOptions {
     bool knownOnly = false;
     bool json = false;
 };
-
-std::uint32_t NumberOf(const std::string& text) {
-    return static_cast<std::uint32_t>(ParseNumber(text, std::numeric_limits<std::uint32_t>::max()).value());
-}
 
 // What is read: files, the oldest first, and the folder in which new ones may come.
 struct LogPlaces {
@@ -146,27 +140,26 @@ void ShowLog(const LogOptions& options) {
     FlushOutput();
 }
 
-CommandAction DescribeLog(CLI::App& command) {
+CommandAction DescribeLog(CSyntax command) {
     auto options = std::make_shared<LogOptions>();
-    command.add_option("FILE", options->files, "Log files, or their folder (default: where the settings say)")
-        ->type_name("");
-    command.add_flag("--all", options->all, "Every log file of the folder, not only the newest");
-    CLI::Option* const follow =
-        command.add_flag("-f,--follow", options->follow, "Wait for further lines, and for new files; ends with Ctrl-C");
-    command.add_option("--for", options->seconds, "With --follow: end after so many seconds")
-        ->type_name("SECONDS")
-        ->check(NumberValidator())
-        ->needs(follow);
-    command.add_option("--last", options->last, "Of what is there already, only the last N")
-        ->type_name("N")
-        ->check(NumberValidator());
-    command
-        .add_option("--level", options->level, "Leave out what has a level above N: 1 errors, 2 warnings, 3 notices")
-        ->type_name("N")
-        ->check(NumberValidator());
-    command.add_flag("--known-only", options->knownOnly, "Leave out what has no known level");
-    command.add_flag("--json", options->json, "One object a line");
-    command.footer(
+    command.AddOption("FILE", options->files, "Log files, or their folder (default: where the settings say)")
+        .TypeName("");
+    command.AddFlag("--all", options->all, "Every log file of the folder, not only the newest");
+    const CArgument follow =
+        command.AddFlag("-f,--follow", options->follow, "Wait for further lines, and for new files; ends with Ctrl-C");
+    command.AddOption("--for", options->seconds, "With --follow: end after so many seconds")
+        .TypeName("SECONDS")
+        .Check(&CheckNumber)
+        .Needs(follow);
+    command.AddOption("--last", options->last, "Of what is there already, only the last N")
+        .TypeName("N")
+        .Check(&CheckNumber);
+    command.AddOption("--level", options->level, "Leave out what has a level above N: 1 errors, 2 warnings, 3 notices")
+        .TypeName("N")
+        .Check(&CheckNumber);
+    command.AddFlag("--known-only", options->knownOnly, "Leave out what has no known level");
+    command.AddFlag("--json", options->json, "One object a line");
+    command.Footer(
         "Reads the newest log file. Its name holds the time, and that is how files are ordered. The level stands in "
         "front\n"
         "of a line. The file does not hold it: it is known from the plug-in's texts. The storage's own lines (\"zdvfs: "
@@ -187,4 +180,4 @@ CommandAction DescribeLog(CLI::App& command) {
 extern const Command kLogCommand;
 const Command kLogCommand{"log", "Read the plug-in's log", &DescribeLog};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,11 +1,11 @@
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "CommandTable.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -24,11 +24,11 @@ void Make(CommandContext& context, const MakeOptions& options) {
     }
 }
 
-CommandAction DescribeMakeDirectory(CLI::App& command) {
+CommandAction DescribeMakeDirectory(CSyntax command) {
     auto options = std::make_shared<MakeOptions>();
-    command.add_option("REMOTE", options->remote, "The directory to make")->required()->type_name("");
-    command.add_flag("-p,--parents", options->parents, "Make missing parents too; what exists is no failure");
-    command.footer(
+    command.AddOption("REMOTE", options->remote, "The directory to make").Required().TypeName("");
+    command.AddFlag("-p,--parents", options->parents, "Make missing parents too; what exists is no failure");
+    command.Footer(
         "Examples:\n"
         "  zdhost mkdir /docs\n"
         "  zdhost mkdir -p /images/2026/november");
@@ -40,4 +40,4 @@ CommandAction DescribeMakeDirectory(CLI::App& command) {
 extern const Command kMakeDirectoryCommand;
 const Command kMakeDirectoryCommand{"mkdir", "Make a directory", &DescribeMakeDirectory};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,11 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "CommandTable.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -24,12 +23,12 @@ void Move(CommandContext& context, const MoveOptions& options) {
     object.Finish();
 }
 
-CommandAction DescribeMove(CLI::App& command) {
+CommandAction DescribeMove(CSyntax command) {
     auto options = std::make_shared<MoveOptions>();
-    command.add_option("OLD", options->from, "The file or directory")->required()->type_name("");
-    command.add_option("NEW", options->to, "Its whole new name, directory included")->required()->type_name("");
-    command.add_flag("-f,--force", options->replace, "Replace a file or an empty directory under NEW");
-    command.footer(
+    command.AddOption("OLD", options->from, "The file or directory").Required().TypeName("");
+    command.AddOption("NEW", options->to, "Its whole new name, directory included").Required().TypeName("");
+    command.AddFlag("-f,--force", options->replace, "Replace a file or an empty directory under NEW");
+    command.Footer(
         "A file takes all its fragments along. Without -f nothing is replaced. With it, what stands under NEW is "
         "removed\n"
         "before OLD is renamed.\n"
@@ -45,4 +44,4 @@ CommandAction DescribeMove(CLI::App& command) {
 extern const Command kMoveCommand;
 const Command kMoveCommand{"mv", "Rename a file or directory", &DescribeMove};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,15 +1,13 @@
-#include <CLI/CLI.hpp>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -18,17 +16,17 @@ void ShowPools(CommandContext& context, bool json) {
     const DWORD code = context.session.Plugin().ZdEnumerateSpaList(&names);
     // No list has been made yet: no pool is registered.
     if (code != ERROR_FILE_NOT_FOUND) CheckCode("ZdEnumerateSpaList", code, L"");
-    Json all = Json::array();
+    CJson all = CJson::Array();
     for (const std::wstring& name : names) {
-        json ? all.push_back(ToUtf8(name)) : WriteLine(ToUtf8(name));
+        json ? all.Add(ToUtf8(name)) : WriteLine(ToUtf8(name));
     }
-    if (json) WriteLine(JsonLine(all));
+    if (json) WriteLine(all.Line());
 }
 
-CommandAction DescribePools(CLI::App& command) {
+CommandAction DescribePools(CSyntax command) {
     auto json = std::make_shared<bool>(false);
-    command.add_flag("--json", *json, "An array of names");
-    command.footer(
+    command.AddFlag("--json", *json, "An array of names");
+    command.Footer(
         "These are the pools with a key in the registry, which need not exist in the storage. No connection is made.\n"
         "\n"
         "Example:\n"
@@ -36,8 +34,8 @@ CommandAction DescribePools(CLI::App& command) {
     return [json](CommandContext& context) { ShowPools(context, *json); };
 }
 
-CommandAction DescribeTag(CLI::App& command) {
-    command.footer(
+CommandAction DescribeTag(CSyntax command) {
+    command.Footer(
         "A connection to a pool without a name takes such a tag for one. No connection is made.\n"
         "\n"
         "Example:\n"
@@ -52,4 +50,4 @@ extern const Command kTagCommand;
 const Command kPoolsCommand{"pools", "List the registered storage pools", &DescribePools};
 const Command kTagCommand{"tag", "Show a random tag of the plug-in", &DescribeTag};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,17 +1,18 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "FileCopy.h"
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Transfer.h"
-#include "Tree.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
+#include "transfer/FileCopy.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
+#include "transfer/Tree.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -42,14 +43,14 @@ void PutTree(CommandContext& context, const CopyOptions& options) {
         });
 }
 
-CommandAction DescribePut(CLI::App& command) {
+CommandAction DescribePut(CSyntax command) {
     auto options = std::make_shared<CopyOptions>();
-    command.add_option("LOCAL", options->from, "The local file; - is standard input. With -r a directory")
-        ->required()
-        ->type_name("");
-    command.add_option("REMOTE", options->to, "Its name in the pool")->required()->type_name("");
+    command.AddOption("LOCAL", options->from, "The local file; - is standard input. With -r a directory")
+        .Required()
+        .TypeName("");
+    command.AddOption("REMOTE", options->to, "Its name in the pool").Required().TypeName("");
     AddCopyOptions(command, *options);
-    command.footer(
+    command.Footer(
         "A file that exists under REMOTE is overwritten. A put that fails midway leaves the file incomplete.\n"
         "With -r what is in LOCAL goes into REMOTE, which is made where it is missing; what is there already stays or "
         "is\n"
@@ -68,4 +69,4 @@ CommandAction DescribePut(CLI::App& command) {
 extern const Command kPutCommand;
 const Command kPutCommand{"put", "Copy a local file, or a tree with -r, into the pool", &DescribePut};
 
-}  // namespace zd
+}  // namespace zd::host

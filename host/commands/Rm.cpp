@@ -1,12 +1,11 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
 #include "CommandTable.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -23,11 +22,11 @@ void Remove(CommandContext& context, const RemoveOptions& options) {
     }
 }
 
-CommandAction DescribeRemove(CLI::App& command) {
+CommandAction DescribeRemove(CSyntax command) {
     auto options = std::make_shared<RemoveOptions>();
-    command.add_option("REMOTE", options->remotes, "What to remove, in this order")->required()->type_name("");
-    command.add_flag("-d,--directory", options->directory, "Remove empty directories instead of files");
-    command.footer(
+    command.AddOption("REMOTE", options->remotes, "What to remove, in this order").Required().TypeName("");
+    command.AddFlag("-d,--directory", options->directory, "Remove empty directories instead of files");
+    command.Footer(
         "A file goes with all its fragments. The first failure ends the command.\n"
         "\n"
         "Examples:\n"
@@ -41,4 +40,4 @@ CommandAction DescribeRemove(CLI::App& command) {
 extern const Command kRemoveCommand;
 const Command kRemoveCommand{"rm", "Remove files or empty directories", &DescribeRemove};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,23 +1,21 @@
-#include <CLI/CLI.hpp>
-#include <limits>
 #include <memory>
 #include <vector>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "Failure.h"
-#include "LocalFile.h"
-#include "Output.h"
-#include "Settings.h"
-#include "Text.h"
+#include "config/Settings.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
 struct SetupOptions {
     std::vector<std::string> values;     // by position in Settings()
-    std::vector<CLI::Option*> given;     // the same
+    std::vector<CArgument> given;        // the same
     std::vector<std::string> poolFiles;  // POOL=FILE
     bool former = false;
     bool show = false;
@@ -26,8 +24,7 @@ struct SetupOptions {
 
 void Store(SettingsTree tree, const Setting& setting, const std::string& value) {
     if (IsNumber(setting)) {
-        const auto number = ParseNumber(value, std::numeric_limits<std::uint32_t>::max());
-        return StoreNumber(tree, setting, static_cast<std::uint32_t>(number.value()));
+        return StoreNumber(tree, setting, NumberOf(value));
     }
     std::wstring path = AbsolutePath(ToWide(value));
     if (setting.kind == SettingKind::Folder && path.back() != L'\\') path.push_back(L'\\');
@@ -63,7 +60,7 @@ void Setup(const SetupOptions& options) {
     if (options.clear) ClearSettings(tree);
     const auto settings = Settings();
     for (std::size_t i = 0; i < settings.size(); ++i) {
-        if (options.given[i]->count() == 0) continue;
+        if (!options.given[i].IsGiven()) continue;
         Store(tree, settings[i], options.values[i]);
         asked = true;
     }
@@ -72,7 +69,7 @@ void Setup(const SetupOptions& options) {
     if (options.show) Show();
 }
 
-CommandAction DescribeSetup(CLI::App& command) {
+CommandAction DescribeSetup(CSyntax command) {
     auto options = std::make_shared<SetupOptions>();
     const auto settings = Settings();
     options->values.resize(settings.size());
@@ -81,20 +78,18 @@ CommandAction DescribeSetup(CLI::App& command) {
         std::string standard = StandardOf(settings[i]);
         std::erase(standard, '`');
         help += " (default: " + standard + ")";
-        CLI::Option* option = command.add_option(settings[i].option, options->values[i], help);
-        option->type_name(settings[i].shownAs);
-        if (IsNumber(settings[i])) option->check(NumberValidator());
+        const CArgument option = command.AddOption(settings[i].option, options->values[i], help);
+        option.TypeName(settings[i].shownAs);
+        if (IsNumber(settings[i])) option.Check(&CheckNumber);
         options->given.push_back(option);
     }
-    command.add_option("--pool-config", options->poolFiles, "Configuration file of a pool for agent types 1 to 3")
-        ->type_name("POOL=FILE")
-        ->allow_extra_args(false);
-    command.add_flag("--former-tree", options->former,
-                     "Write the former maker's tree, used where the other is missing");
-    command.add_flag("--clear", options->clear,
-                     "First remove every value that this command knows, and the pools' keys");
-    command.add_flag("--show", options->show, "Show what is set, after the changes");
-    command.footer(
+    command.AddOption("--pool-config", options->poolFiles, "Configuration file of a pool for agent types 1 to 3")
+        .TypeName("POOL=FILE")
+        .OneValueEach();
+    command.AddFlag("--former-tree", options->former, "Write the former maker's tree, used where the other is missing");
+    command.AddFlag("--clear", options->clear, "First remove every value that this command knows, and the pools' keys");
+    command.AddFlag("--show", options->show, "Show what is set, after the changes");
+    command.Footer(
         "Writes what the plug-in reads from HKEY_LOCAL_MACHINE when it starts, which takes administrator rights. "
         "Numbers\n"
         "may be hexadecimal (0x7f). Paths are stored whole.\n"
@@ -112,4 +107,4 @@ CommandAction DescribeSetup(CLI::App& command) {
 extern const Command kSetupCommand;
 const Command kSetupCommand{"setup", "Write, show or remove the plug-in's settings in the registry", &DescribeSetup};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,24 +1,23 @@
 #include <windows.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
-#include "Failure.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
 #include "Shell.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
-CommandAction DescribeEnter(CLI::App& command) {
+CommandAction DescribeEnter(CSyntax command) {
     auto remote = std::make_shared<std::string>("/");
-    command.add_option("DIR", *remote, "The directory in the pool (default: the top of the pool)")->type_name("");
-    command.footer(
+    command.AddOption("DIR", *remote, "The directory in the pool (default: the top of the pool)").TypeName("");
+    command.Footer(
         "Names without a separator in front are taken from the current directory; \".\" is that directory, \"..\" the\n"
         "one above it.\n"
         "\n"
@@ -34,23 +33,23 @@ CommandAction DescribeEnter(CLI::App& command) {
     };
 }
 
-CommandAction DescribeWhere(CLI::App& command) {
-    command.footer("Example:\n  pwd");
+CommandAction DescribeWhere(CSyntax command) {
+    command.Footer("Example:\n  pwd");
     return [](CommandContext& context) { WriteLine(ToUtf8(context.directory)); };
 }
 
-CommandAction DescribeLocalEnter(CLI::App& command) {
+CommandAction DescribeLocalEnter(CSyntax command) {
     auto local = std::make_shared<std::string>();
-    command.add_option("DIR", *local, "The local directory")->required()->type_name("");
-    command.footer("Local names of put, get and write are taken from there.\n\nExample:\n  lcd C:\\data");
+    command.AddOption("DIR", *local, "The local directory").Required().TypeName("");
+    command.Footer("Local names of put, get and write are taken from there.\n\nExample:\n  lcd C:\\data");
     return [local](CommandContext&) {
         const std::wstring path = ToWide(*local);
         if (::SetCurrentDirectoryW(path.c_str()) == FALSE) ThrowFailure("lcd", ::GetLastError(), path);
     };
 }
 
-CommandAction DescribeLocalWhere(CLI::App& command) {
-    command.footer("Example:\n  lpwd");
+CommandAction DescribeLocalWhere(CSyntax command) {
+    command.Footer("Example:\n  lpwd");
     return [](CommandContext&) {
         std::wstring path(32768, L'\0');
         const DWORD length = ::GetCurrentDirectoryW(static_cast<DWORD>(path.size()), path.data());
@@ -60,35 +59,30 @@ CommandAction DescribeLocalWhere(CLI::App& command) {
     };
 }
 
-CommandAction DescribeReconnect(CLI::App& command) {
-    command.footer("The next command that needs a connection makes a new one.\n\nExample:\n  reconnect");
+CommandAction DescribeReconnect(CSyntax command) {
+    command.Footer("The next command that needs a connection makes a new one.\n\nExample:\n  reconnect");
     return [](CommandContext& context) { context.session.Disconnect(); };
 }
 
-const CLI::App* SubcommandOf(const CLI::App& app, const std::string& name) {
-    try {
-        return app.get_subcommand(name);
-    } catch (const CLI::OptionNotFound&) {
-        throw CUsageError("there is no command \"" + name + "\"");
-    }
-}
-
-CommandAction DescribeHelp(CLI::App& command) {
+CommandAction DescribeHelp(CSyntax command) {
     auto names = std::make_shared<std::vector<std::string>>();
-    command.add_option("COMMAND", *names, "The command; without it, all of them are listed")->type_name("");
-    command.footer("Examples:\n  help\n  help put\n  help acl set");
-    return [names, &command](CommandContext&) {
-        const CLI::App* about = command.get_parent();
-        for (const std::string& name : *names) about = SubcommandOf(*about, name);
-        // Asked itself, a parser answers for the command that was parsed, which is this one.
-        const std::string text = about->get_formatter()->make_help(about, "", CLI::AppFormatMode::Normal);
+    command.AddOption("COMMAND", *names, "The command; without it, all of them are listed").TypeName("");
+    command.Footer("Examples:\n  help\n  help put\n  help acl set");
+    return [names, command](CommandContext&) {
+        CSyntax about = command.Parent();
+        for (const std::string& name : *names) {
+            const auto found = about.Find(name);
+            if (!found) throw CUsageError("there is no command \"" + name + "\"");
+            about = *found;
+        }
+        const std::string text = about.Help();
         WriteOutput(text.data(), text.size());
         FlushOutput();
     };
 }
 
-CommandAction DescribeEnd(CLI::App& command) {
-    command.footer("The end of the input, Ctrl-Z and Enter on a console, does the same.\n\nExample:\n  exit");
+CommandAction DescribeEnd(CSyntax command) {
+    command.Footer("The end of the input, Ctrl-Z and Enter on a console, does the same.\n\nExample:\n  exit");
     return [](CommandContext& context) { context.ended = true; };
 }
 
@@ -109,4 +103,4 @@ std::span<const Command> ShellCommands() {
     return kShellCommands;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,20 +1,18 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <vector>
 
-#include "Attributes.h"
+#include "commands/RecordJson.h"
 #include "CommandTable.h"
-#include "Json.h"
-#include "Output.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Text.h"
-#include "Times.h"
+#include "text/Attributes.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "text/Times.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -37,11 +35,11 @@ std::string ReportedName(const FileInformation& information) {
     return ToUtf8(std::wstring_view(information.name, ::wcsnlen(information.name, std::size(information.name))));
 }
 
-Json ToJson(const std::wstring& name, const FileInformation& information, bool unopened) {
-    Json json;
-    json["path"] = ToUtf8(name);
-    if (!unopened) json["name"] = ReportedName(information);
-    json.update(JsonOf(information));
+CJson ToJson(const std::wstring& name, const FileInformation& information, bool unopened) {
+    CJson json;
+    json.Set("path", ToUtf8(name));
+    if (!unopened) json.Set("name", ReportedName(information));
+    json.SetAll(JsonOf(information));
     return json;
 }
 
@@ -62,25 +60,25 @@ void Show(const std::wstring& name, const FileInformation& information, bool uno
 
 void Stat(CommandContext& context, const StatOptions& options) {
     IProtocolManager& manager = context.session.Manager();
-    Json all = Json::array();
+    CJson all = CJson::Array();
     for (const std::string& remote : options.remotes) {
         const std::wstring name = RemoteName(remote, context.directory);
         const FileInformation information = Ask(manager, name, options.unopened);
         if (options.json) {
-            all.push_back(ToJson(name, information, options.unopened));
+            all.Add(ToJson(name, information, options.unopened));
         } else {
             Show(name, information, options.unopened);
         }
     }
-    if (options.json) WriteLine(JsonLine(all));
+    if (options.json) WriteLine(all.Line());
 }
 
-CommandAction DescribeStat(CLI::App& command) {
+CommandAction DescribeStat(CSyntax command) {
     auto options = std::make_shared<StatOptions>();
-    command.add_option("REMOTE", options->remotes, "Files and directories")->required()->type_name("");
-    command.add_flag("--unopened", options->unopened, "Ask by name, without opening: no name is told back");
-    command.add_flag("--json", options->json, "An array with an object for each");
-    command.footer(
+    command.AddOption("REMOTE", options->remotes, "Files and directories").Required().TypeName("");
+    command.AddFlag("--unopened", options->unopened, "Ask by name, without opening: no name is told back");
+    command.AddFlag("--json", options->json, "An array with an object for each");
+    command.Footer(
         "The size is that of all fragments. Times are UTC. The first failure ends the command.\n"
         "\n"
         "Examples:\n"
@@ -94,4 +92,4 @@ CommandAction DescribeStat(CLI::App& command) {
 extern const Command kStatCommand;
 const Command kStatCommand{"stat", "Show size, attributes and times", &DescribeStat};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,14 +1,13 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Times.h"
+#include "text/Failure.h"
+#include "text/Times.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -47,27 +46,18 @@ void Touch(CommandContext& context, const TouchOptions& options) {
     }
 }
 
-CLI::Validator TimeValidator() {
-    return CLI::Validator(
-        [](std::string& text) {
-            return ParseTime(text).value_or(0) > 0
-                       ? std::string()
-                       : "\"" + text + "\" is no time: now, @SECONDS since 1970, or 2026-11-21T05:44:42Z";
-        },
-        "");
+std::string CheckTime(const std::string& text) {
+    if (ParseTime(text).value_or(0) > 0) return "";
+    return "\"" + text + "\" is no time: now, @SECONDS since 1970, or 2026-11-21T05:44:42Z";
 }
 
-CommandAction DescribeTouch(CLI::App& command) {
+CommandAction DescribeTouch(CSyntax command) {
     auto options = std::make_shared<TouchOptions>();
-    command.add_option("REMOTE", options->remotes, "Files and directories")->required()->type_name("");
-    command.add_option("--access", options->access, "The time of the last access")
-        ->type_name("TIME")
-        ->check(TimeValidator());
-    command.add_option("--write", options->write, "The time of the last write")
-        ->type_name("TIME")
-        ->check(TimeValidator());
-    command.add_flag("-c,--no-create", options->noCreate, "A missing file is a failure, not made");
-    command.footer(
+    command.AddOption("REMOTE", options->remotes, "Files and directories").Required().TypeName("");
+    command.AddOption("--access", options->access, "The time of the last access").TypeName("TIME").Check(&CheckTime);
+    command.AddOption("--write", options->write, "The time of the last write").TypeName("TIME").Check(&CheckTime);
+    command.AddFlag("-c,--no-create", options->noCreate, "A missing file is a failure, not made");
+    command.Footer(
         "Without a time both become the present. With one of them the other keeps its value. A TIME is \"now\", "
         "@SECONDS\n"
         "since 1970, or a date with an optional clock time, in UTC. The storage keeps whole seconds.\n"
@@ -84,4 +74,4 @@ CommandAction DescribeTouch(CLI::App& command) {
 extern const Command kTouchCommand;
 const Command kTouchCommand{"touch", "Set access and write times", &DescribeTouch};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,12 +1,11 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -22,14 +21,14 @@ void Truncate(CommandContext& context, const TruncateOptions& options) {
     remote.Finish();
 }
 
-CommandAction DescribeTruncate(CLI::App& command) {
+CommandAction DescribeTruncate(CSyntax command) {
     auto options = std::make_shared<TruncateOptions>();
-    command.add_option("REMOTE", options->remote, "The file in the pool; it must exist")->required()->type_name("");
-    command.add_option("SIZE", options->size, "Its new size in bytes (K, M, G, T for powers of 1024)")
-        ->required()
-        ->type_name("")
-        ->check(SizeValidator());
-    command.footer(
+    command.AddOption("REMOTE", options->remote, "The file in the pool; it must exist").Required().TypeName("");
+    command.AddOption("SIZE", options->size, "Its new size in bytes (K, M, G, T for powers of 1024)")
+        .Required()
+        .TypeName("")
+        .Check(&CheckSize);
+    command.Footer(
         "A larger size makes the file grow; the new bytes read as zero.\n"
         "\n"
         "Examples:\n"
@@ -43,4 +42,4 @@ CommandAction DescribeTruncate(CLI::App& command) {
 extern const Command kTruncateCommand;
 const Command kTruncateCommand{"truncate", "Cut a file, or let it grow, to a size", &DescribeTruncate};
 
-}  // namespace zd
+}  // namespace zd::host

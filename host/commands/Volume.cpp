@@ -1,17 +1,15 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "CommandTable.h"
-#include "Failure.h"
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
-#include "Times.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
+#include "text/Times.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -34,21 +32,21 @@ void ShowSizes(CommandContext& context, bool json) {
     const std::uint64_t total = volume.totalUnits * unit;
     const std::uint64_t available = volume.availableUnits * unit;
     if (json) {
-        Json value;
-        value["label"] = TextOf(volume.label);
-        value["fileSystem"] = TextOf(volume.fileSystemName);
-        value["totalBytes"] = total;
-        value["availableBytes"] = available;
-        value["bytesPerUnit"] = unit;
-        value["totalUnits"] = volume.totalUnits;
-        value["availableUnits"] = volume.availableUnits;
-        value["sectorsPerUnit"] = volume.sectorsPerUnit;
-        value["bytesPerSector"] = volume.bytesPerSector;
-        value["serialNumber"] = volume.serialNumber;
-        value["flags"] = volume.fileSystemFlags;
-        value["maximumComponentLength"] = volume.maximumComponentLength;
-        value["creationTime"] = JsonOfTime(volume.creationTime);
-        return WriteLine(JsonLine(value));
+        CJson value;
+        value.Set("label", TextOf(volume.label));
+        value.Set("fileSystem", TextOf(volume.fileSystemName));
+        value.Set("totalBytes", total);
+        value.Set("availableBytes", available);
+        value.Set("bytesPerUnit", unit);
+        value.Set("totalUnits", volume.totalUnits);
+        value.Set("availableUnits", volume.availableUnits);
+        value.Set("sectorsPerUnit", volume.sectorsPerUnit);
+        value.Set("bytesPerSector", volume.bytesPerSector);
+        value.Set("serialNumber", volume.serialNumber);
+        value.Set("flags", volume.fileSystemFlags);
+        value.Set("maximumComponentLength", volume.maximumComponentLength);
+        value.Set("creationTime", JsonOfTime(volume.creationTime));
+        return WriteLine(value.Line());
     }
     char text[64];
     WriteLine("label         " + TextOf(volume.label));
@@ -64,10 +62,10 @@ void ShowSizes(CommandContext& context, bool json) {
     WriteLine(std::string("flags         ") + text);
 }
 
-CommandAction DescribeSizes(CLI::App& command) {
+CommandAction DescribeSizes(CSyntax command) {
     auto json = std::make_shared<bool>(false);
-    command.add_flag("--json", *json, "One object");
-    command.footer(
+    command.AddFlag("--json", *json, "One object");
+    command.Footer(
         "Sizes are those of the storage under the pool.\n"
         "\n"
         "Example:\n"
@@ -75,18 +73,18 @@ CommandAction DescribeSizes(CLI::App& command) {
     return [json](CommandContext& context) { ShowSizes(context, *json); };
 }
 
-CommandAction DescribeLabel(CLI::App& command) {
+CommandAction DescribeLabel(CSyntax command) {
     auto label = std::make_shared<std::string>();
-    const CLI::Option* given = command.add_option("TEXT", *label, "The new label; at most 127 characters are kept");
-    command.get_option("TEXT")->type_name("");
-    command.footer(
+    const CArgument given =
+        command.AddOption("TEXT", *label, "The new label; at most 127 characters are kept").TypeName("");
+    command.Footer(
         "The connection keeps the label, not the pool: it is seen by later lines of the same script. Without TEXT the\n"
         "label is shown.\n"
         "\n"
         "Example:\n"
         "  printf 'label \"my pool\"\\nlabel\\n' | zdhost script");
     return [label, given](CommandContext& context) {
-        if (given->count() == 0) return WriteLine(TextOf(Ask(context, 4).label));
+        if (!given.IsGiven()) return WriteLine(TextOf(Ask(context, 4).label));
         const std::wstring text = ToWide(*label);
         CheckCode("ZdSetVolumeLabel", context.session.Manager().ZdSetVolumeLabel(text.c_str()), text);
     };
@@ -99,4 +97,4 @@ extern const Command kLabelCommand;
 const Command kSizesCommand{"df", "Show the volume: sizes, label, file system", &DescribeSizes};
 const Command kLabelCommand{"label", "Show or set the connection's volume label", &DescribeLabel};
 
-}  // namespace zd
+}  // namespace zd::host

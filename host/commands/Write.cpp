@@ -1,15 +1,15 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
-#include "Arguments.h"
+#include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "FileCopy.h"
-#include "LocalFile.h"
-#include "RemoteFile.h"
-#include "RemoteName.h"
-#include "Transfer.h"
+#include "text/Text.h"
+#include "transfer/FileCopy.h"
+#include "transfer/LocalFile.h"
+#include "transfer/RemoteFile.h"
+#include "transfer/RemoteName.h"
+#include "transfer/Transfer.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -29,17 +29,17 @@ void Write(CommandContext& context, const WriteOptions& options) {
     transfer.Report();
 }
 
-CommandAction DescribeWrite(CLI::App& command) {
+CommandAction DescribeWrite(CSyntax command) {
     auto options = std::make_shared<WriteOptions>();
-    command.add_option("REMOTE", options->remote, "The file in the pool; it must exist")->required()->type_name("");
-    command.add_option("LOCAL", options->local, "The local file with the new bytes; - is standard input")
-        ->required()
-        ->type_name("");
-    command.add_option("--offset", options->offset, "Where the first byte goes (K, M, G, T for powers of 1024)")
-        ->required()
-        ->type_name("N")
-        ->check(SizeValidator());
-    command.footer(
+    command.AddOption("REMOTE", options->remote, "The file in the pool; it must exist").Required().TypeName("");
+    command.AddOption("LOCAL", options->local, "The local file with the new bytes; - is standard input")
+        .Required()
+        .TypeName("");
+    command.AddOption("--offset", options->offset, "Where the first byte goes (K, M, G, T for powers of 1024)")
+        .Required()
+        .TypeName("N")
+        .Check(&CheckSize);
+    command.Footer(
         "What stands before and behind the new bytes stays. Behind the end the file grows; bytes between read as "
         "zero.\n"
         "\n"
@@ -54,4 +54,4 @@ CommandAction DescribeWrite(CLI::App& command) {
 extern const Command kWriteCommand;
 const Command kWriteCommand{"write", "Overwrite bytes in the middle of a file", &DescribeWrite};
 
-}  // namespace zd
+}  // namespace zd::host

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "Failure.h"
-#include "LocalFile.h"
+#include "text/Failure.h"
+#include "text/LocalPath.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -71,4 +71,4 @@ std::wstring PathBelow(const std::wstring& folder, const std::wstring& name) {
     return folder + (ends ? L"" : L"\\") + name;
 }
 
-}  // namespace zd
+}  // namespace zd::host

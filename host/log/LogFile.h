@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace zd {
+namespace zd::host {
 
 // A log file open for reading, beside its writer and whoever moves or removes it. Not thread-safe.
 class CLogFile {
@@ -39,4 +39,4 @@ std::vector<std::wstring> LogFileNames(const std::wstring& folder);
 // `name` below `folder`.
 std::wstring PathBelow(const std::wstring& folder, const std::wstring& name);
 
-}  // namespace zd
+}  // namespace zd::host

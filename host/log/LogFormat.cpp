@@ -5,7 +5,7 @@
 
 #include "log/LogTexts.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -170,4 +170,4 @@ std::optional<LogSummary> ReadSummary(std::string_view text) {
     return LogSummary{messages, std::strtoll(rest.data() + at, nullptr, 10)};
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -3,13 +3,12 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
-#include "Json.h"
-#include "Output.h"
-#include "Text.h"
+#include "text/Json.h"
+#include "text/Output.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -34,8 +33,9 @@ void AppendShown(std::string& line, const std::string& text) {
     }
 }
 
-}  // namespace
-
+// One line with its end, or several: "1  2026/11/16 03:29:25 (1234:host.exe, 5678) - text". The level stands in front,
+// or "-", with "=" behind it for a summary. Further lines of a text are indented. Control characters show by their
+// code.
 std::string LineOfEntry(const LogEntry& entry) {
     std::string line = entry.level ? std::to_string(*entry.level) : "-";
     line += entry.summary ? "= " : "  ";
@@ -48,23 +48,27 @@ std::string LineOfEntry(const LogEntry& entry) {
     return line + "\n";
 }
 
+// One object, and a line end.
 std::string JsonOfEntry(const LogEntry& entry) {
-    Json json;
-    for (const char* name : {"time", "pid", "process", "thread"}) json[name] = nullptr;
+    CJson json;
+    for (const char* name : {"time", "pid", "process", "thread"}) json.Set(name, CJson());
     if (const auto& beginning = entry.beginning) {
         std::string time = beginning->time;
         time[4] = time[7] = '-';
         time[10] = 'T';
-        json["time"] = time;
-        json["pid"] = beginning->process;
-        json["process"] = AsUtf8(beginning->processName);
-        json["thread"] = beginning->thread;
+        json.Set("time", time);
+        json.Set("pid", beginning->process);
+        json.Set("process", AsUtf8(beginning->processName));
+        json.Set("thread", beginning->thread);
     }
-    json["level"] = entry.level ? Json(*entry.level) : Json(nullptr);
-    json["text"] = AsUtf8(entry.text);
-    if (entry.summary) json["summary"] = {{"messages", entry.summary->messages}, {"times", entry.summary->times}};
-    return JsonLine(json) + "\n";
+    json.Set("level", entry.level ? CJson(*entry.level) : CJson());
+    json.Set("text", AsUtf8(entry.text));
+    if (entry.summary)
+        json.Set("summary", CJson().Set("messages", entry.summary->messages).Set("times", entry.summary->times));
+    return json.Line() + "\n";
 }
+
+}  // namespace
 
 void CLogOutput::Take(const LogEntry& entry) {
     if (entry.level ? m_options.level && *entry.level > *m_options.level : m_options.knownOnly) return;
@@ -80,4 +84,4 @@ void CLogOutput::EndPast() {
     m_keeps = false;
 }
 
-}  // namespace zd
+}  // namespace zd::host

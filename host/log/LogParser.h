@@ -13,7 +13,7 @@
 
 #include "log/LogTexts.h"
 
-namespace zd {
+namespace zd::host {
 
 // What stands in front of an entry's text.
 struct LogBeginning {
@@ -23,10 +23,6 @@ struct LogBeginning {
     std::uint32_t thread = 0;
     std::size_t length = 0;  // of all of it in the file
 };
-
-// Reads a beginning at the front of the text. The process's name may hold whatever a file's name may, so the name that
-// ends with ".exe" decides where several ends are possible.
-std::optional<LogBeginning> ReadBeginning(std::string_view text);
 
 struct LogEntry {
     std::optional<LogBeginning> beginning;
@@ -69,4 +65,4 @@ private:
     std::string m_text;  // with the line ends
 };
 
-}  // namespace zd
+}  // namespace zd::host

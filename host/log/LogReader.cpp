@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "Failure.h"
-#include "Interrupt.h"
+#include "text/Failure.h"
+#include "text/Interrupt.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -108,4 +108,4 @@ void CLogFollower::GiveUpIdlest() {
     }
 }
 
-}  // namespace zd
+}  // namespace zd::host

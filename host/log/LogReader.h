@@ -11,7 +11,7 @@
 #include "log/LogFile.h"
 #include "log/LogParser.h"
 
-namespace zd {
+namespace zd::host {
 
 // Gives the sink every entry of the file, the last one as it stands. Throws CFailure; CInterrupted on Ctrl-C.
 void ReadLogFile(const std::wstring& path, const CLogParser::Sink& sink);
@@ -58,4 +58,4 @@ private:
     std::list<CTail> m_tails;
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,7 +1,7 @@
 // Written by tools/log-texts from the plug-in's sources: what it logs, and at which level.
 #include "log/LogTexts.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -127,4 +127,4 @@ std::span<const KnownText> KnownTexts() {
     return kTexts;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-namespace zd {
+namespace zd::host {
 
 struct KnownText {
     std::int32_t level;
@@ -32,4 +32,4 @@ struct LogSummary {
 };
 std::optional<LogSummary> ReadSummary(std::string_view text);
 
-}  // namespace zd
+}  // namespace zd::host

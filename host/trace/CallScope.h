@@ -5,7 +5,7 @@
 
 #include "trace/Recorder.h"
 
-namespace zd {
+namespace zd::host {
 
 // Which results of a function are failures that set `errno`.
 enum class EFailure {
@@ -97,4 +97,4 @@ private:
     int m_errnoBefore = 0;
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,9 +5,9 @@
 #include <iterator>
 #include <utility>
 
-#include "Text.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -146,4 +146,4 @@ void CFieldReader::AddPendingText(std::int64_t size) {
     m_fields.push_back(TextField(m_pendingName, std::string(text, ::strnlen(text, static_cast<std::size_t>(size)))));
 }
 
-}  // namespace zd
+}  // namespace zd::host

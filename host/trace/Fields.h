@@ -19,7 +19,7 @@
 #include "IProtocolManager.h"
 #include "zdvfs.h"
 
-namespace zd {
+namespace zd::host {
 
 // Nothing stands for a null pointer.
 using TraceValue = std::variant<std::monostate, std::int64_t, std::uint64_t, std::string>;
@@ -125,4 +125,4 @@ TraceField ResultField(const Result& result) {
 }
 TraceField ResultField(const std::wstring& result);
 
-}  // namespace zd
+}  // namespace zd::host

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-#include "Failure.h"
+#include "text/Failure.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -58,4 +58,4 @@ void CImportTable::Restore() noexcept {
     m_replaced.clear();
 }
 
-}  // namespace zd
+}  // namespace zd::host

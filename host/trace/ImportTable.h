@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zd {
+namespace zd::host {
 
 // Only the module's own calls are affected, and only those by name. One thread.
 class CImportTable {
@@ -39,4 +39,4 @@ private:
     std::vector<Replaced> m_replaced;
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -55,4 +55,4 @@ CImportTable::Replacement WakeStandInFor(std::string_view function) {
     return CImportTable::Replacement{reinterpret_cast<void*>(&SetEventStandIn), &g_originalSetEvent};
 }
 
-}  // namespace zd
+}  // namespace zd::host

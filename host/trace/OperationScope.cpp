@@ -1,6 +1,6 @@
 #include "trace/OperationScope.h"
 
-namespace zd {
+namespace zd::host {
 
 COperationScope::COperationScope(CRecorder& recorder, const char* name) noexcept
     : m_recorder(recorder), m_before(CRecorder::Begin(&m_operation)) {
@@ -33,4 +33,4 @@ void COperationScope::Stop() noexcept {
     m_stopped = true;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -5,7 +5,7 @@
 
 #include "trace/Recorder.h"
 
-namespace zd {
+namespace zd::host {
 
 // What an operation's number is.
 enum class EResult { Code, Number };
@@ -85,4 +85,4 @@ auto RunTraced(CRecorder& recorder, const char* name, const char* names, EResult
     }
 }
 
-}  // namespace zd
+}  // namespace zd::host

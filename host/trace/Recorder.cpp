@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -65,4 +65,4 @@ void CRecorder::WriteOutside() {
     m_outside.events.clear();
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 
 #include "trace/TraceOutput.h"
 
-namespace zd {
+namespace zd::host {
 
 // What cannot be kept is lost, which the output tells in the end. All but Begin may change the thread's errors. Any
 // thread.
@@ -37,4 +37,4 @@ private:
     TracedOperation m_outside;  // of one thread
 };
 
-}  // namespace zd
+}  // namespace zd::host

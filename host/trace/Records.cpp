@@ -4,7 +4,7 @@
 
 #include "StorageErrors.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -41,4 +41,4 @@ std::int64_t CStopwatch::Microseconds() const {
     return (Ticks() - m_begin) * 1000000 / std::max<std::int64_t>(frequency.QuadPart, 1);
 }
 
-}  // namespace zd
+}  // namespace zd::host

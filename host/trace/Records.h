@@ -12,7 +12,7 @@
 
 #include "trace/Fields.h"
 
-namespace zd {
+namespace zd::host {
 
 struct TracedCall {
     const char* function = "";
@@ -77,4 +77,4 @@ private:
     std::int64_t m_begin = Ticks();
 };
 
-}  // namespace zd
+}  // namespace zd::host

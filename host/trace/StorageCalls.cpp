@@ -8,7 +8,7 @@
 #include "trace/CallScope.h"
 #include "zdvfs.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -217,4 +217,4 @@ CImportTable::Replacement StandInFor(std::string_view library, std::string_view 
     return {};
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -6,7 +6,7 @@
 #include "trace/ImportTable.h"
 #include "trace/Recorder.h"
 
-namespace zd {
+namespace zd::host {
 
 // Where the stand-ins record from now on, null for nowhere. To be set while none of them runs.
 void RecordStorageCallsIn(CRecorder* recorder) noexcept;
@@ -14,4 +14,4 @@ void RecordStorageCallsIn(CRecorder* recorder) noexcept;
 // The stand-in for a function of the two libraries; none for any other name.
 CImportTable::Replacement StandInFor(std::string_view library, std::string_view function);
 
-}  // namespace zd
+}  // namespace zd::host

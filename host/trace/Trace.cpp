@@ -3,7 +3,7 @@
 #include "trace/LogLines.h"
 #include "trace/StorageCalls.h"
 
-namespace zd {
+namespace zd::host {
 
 void CTrace::Attach(HMODULE plugin, CLogger& logger) {
     RecordStorageCallsIn(&m_recorder);
@@ -28,4 +28,4 @@ void CTrace::Detach() noexcept {
     RecordLogLinesIn(nullptr, nullptr);
 }
 
-}  // namespace zd
+}  // namespace zd::host

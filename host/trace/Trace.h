@@ -8,7 +8,7 @@
 #include "trace/ImportTable.h"
 #include "trace/TracingManager.h"
 
-namespace zd {
+namespace zd::host {
 
 // One at a time in the process. One thread makes and ends it, while no operation runs; operations may run on any.
 class CTrace {
@@ -39,4 +39,4 @@ private:
     std::unique_ptr<CTracingManager> m_manager;
 };
 
-}  // namespace zd
+}  // namespace zd::host

@@ -1,14 +1,13 @@
 #include "trace/TraceOutput.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
-#include "Failure.h"
-#include "Json.h"
-#include "LocalFile.h"
-#include "Text.h"
+#include "text/Failure.h"
+#include "text/Json.h"
+#include "text/LocalPath.h"
+#include "text/Text.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -16,11 +15,11 @@ constexpr char kOutside[] = "outside";
 
 // ---- JSON ----
 
-Json JsonOfValue(const TraceValue& value) {
+CJson JsonOfValue(const TraceValue& value) {
     return std::visit(
-        [](const auto& alternative) -> Json {
+        [](const auto& alternative) -> CJson {
             if constexpr (std::is_same_v<std::decay_t<decltype(alternative)>, std::monostate>) {
-                return nullptr;
+                return CJson();
             } else {
                 return alternative;
             }
@@ -28,50 +27,50 @@ Json JsonOfValue(const TraceValue& value) {
         value);
 }
 
-Json JsonOfFields(const TraceFields& fields) {
-    Json json = Json::object();
-    for (const TraceField& field : fields) json[field.name] = JsonOfValue(field.value);
+CJson JsonOfFields(const TraceFields& fields) {
+    CJson json = CJson::Object();
+    for (const TraceField& field : fields) json.Set(field.name, JsonOfValue(field.value));
     return json;
 }
 
-Json JsonOfResult(const std::optional<TraceField>& result) {
-    return result ? JsonOfValue(result->value) : Json(nullptr);
+CJson JsonOfResult(const std::optional<TraceField>& result) {
+    return result ? JsonOfValue(result->value) : CJson();
 }
 
-Json JsonOfCall(const TracedCall& call) {
-    Json json;
-    json["call"] = call.function;
-    json["arguments"] = JsonOfFields(call.arguments);
-    json["result"] = JsonOfResult(call.result);
-    json["out"] = JsonOfFields(call.out);
-    if (call.threw) json["threw"] = true;
-    json["errno"] = call.failed ? Json(call.error) : Json(nullptr);
-    json["win32"] = call.win32 ? Json(*call.win32) : Json(nullptr);
-    json["microseconds"] = call.microseconds;
+CJson JsonOfCall(const TracedCall& call) {
+    CJson json;
+    json.Set("call", call.function);
+    json.Set("arguments", JsonOfFields(call.arguments));
+    json.Set("result", JsonOfResult(call.result));
+    json.Set("out", JsonOfFields(call.out));
+    if (call.threw) json.Set("threw", true);
+    json.Set("errno", call.failed ? CJson(call.error) : CJson());
+    json.Set("win32", call.win32 ? CJson(*call.win32) : CJson());
+    json.Set("microseconds", call.microseconds);
     return json;
 }
 
-Json JsonOfOperation(const TracedOperation& operation) {
-    Json json;
-    json["operation"] = operation.name.empty() ? kOutside : operation.name;
-    json["arguments"] = JsonOfFields(operation.arguments);
-    json["result"] = JsonOfResult(operation.result);
-    json["out"] = JsonOfFields(operation.out);
-    if (operation.threw) json["threw"] = true;
-    json["microseconds"] = operation.microseconds;
-    json["thread"] = operation.threadId;
-    Json calls = Json::array();
-    Json lines = Json::array();
+CJson JsonOfOperation(const TracedOperation& operation) {
+    CJson json;
+    json.Set("operation", operation.name.empty() ? kOutside : operation.name);
+    json.Set("arguments", JsonOfFields(operation.arguments));
+    json.Set("result", JsonOfResult(operation.result));
+    json.Set("out", JsonOfFields(operation.out));
+    if (operation.threw) json.Set("threw", true);
+    json.Set("microseconds", operation.microseconds);
+    json.Set("thread", operation.threadId);
+    CJson calls = CJson::Array();
+    CJson lines = CJson::Array();
     for (const auto& event : operation.events) {
         if (const auto* const call = std::get_if<TracedCall>(&event)) {
-            calls.push_back(JsonOfCall(*call));
+            calls.Add(JsonOfCall(*call));
         } else {
             const auto& line = std::get<TracedLine>(event);
-            lines.push_back({{"level", line.level}, {"text", line.text}, {"afterCalls", calls.size()}});
+            lines.Add(CJson().Set("level", line.level).Set("text", line.text).Set("afterCalls", calls.Count()));
         }
     }
-    json["calls"] = std::move(calls);
-    json["log"] = std::move(lines);
+    json.Set("calls", std::move(calls));
+    json.Set("log", std::move(lines));
     return json;
 }
 
@@ -160,7 +159,7 @@ void CTraceOutput::Write(const TracedOperation& operation) noexcept {
     if (m_stream == nullptr) return;
     try {
         if (m_json) {
-            Put((m_first ? "\n" : ",\n") + JsonLine(JsonOfOperation(operation)));
+            Put((m_first ? "\n" : ",\n") + JsonOfOperation(operation).Line());
         } else {
             Put(WholeText(operation));
         }
@@ -183,4 +182,4 @@ void CTraceOutput::Put(std::string_view text) {
     if (!written || std::fflush(m_stream) != 0) m_lost = true;
 }
 
-}  // namespace zd
+}  // namespace zd::host

@@ -7,7 +7,7 @@
 
 #include "trace/Records.h"
 
-namespace zd {
+namespace zd::host {
 
 struct TraceOptions {
     bool enabled = false;
@@ -44,4 +44,4 @@ private:
     bool m_lost = false;
 };
 
-}  // namespace zd
+}  // namespace zd::host

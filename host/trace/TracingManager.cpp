@@ -1,6 +1,6 @@
 #include "trace/TracingManager.h"
 
-namespace zd {
+namespace zd::host {
 
 namespace {
 
@@ -155,4 +155,4 @@ DWORD CTracingManager::ZdPathIoctl(DWORD request, std::uint64_t argument) {
     return Forward<&IProtocolManager::ZdPathIoctl>("ZdPathIoctl", "request", kNumber, request, argument);
 }
 
-}  // namespace zd
+}  // namespace zd::host

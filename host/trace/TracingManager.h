@@ -4,7 +4,7 @@
 #include "IProtocolManager.h"
 #include "trace/OperationScope.h"
 
-namespace zd {
+namespace zd::host {
 
 // Every operation goes to the object behind it with the arguments as they are, and answers, fills and throws the same.
 // Belongs to the host, also after Release has ended the object behind it. Threads: as the interface says.
@@ -61,4 +61,4 @@ private:
     IProtocolManager& m_traced;
 };
 
-}  // namespace zd
+}  // namespace zd::host

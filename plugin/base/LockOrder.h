@@ -35,13 +35,10 @@ private:
 
     [[noreturn]] void Fail(const COrderedLock& held) const noexcept {
         // By ELockRank.
-        static constexpr const char* kNames[] = {"an object's lock",
-                                                 "a handle's lock",
-                                                 "a name's use lock",
-                                                 "the table's lock",
-                                                 "a name's lock",
-                                                 "the settings lock",
-                                                 "the lock of the logger's first use",
+        static constexpr const char* kNames[] = {"an object's lock",    "a handle's lock",
+                                                 "a name's use lock",   "the table's lock",
+                                                 "a name's lock",       "the lock of the mounted pools",
+                                                 "the settings lock",   "the lock of the logger's first use",
                                                  "the log's queue lock"};
         std::fprintf(stderr, "lock order: thread %lu takes %s (%p) while it holds %s (%p)\n", ::GetCurrentThreadId(),
                      kNames[m_rank], static_cast<const void*>(m_section), kNames[held.m_rank],

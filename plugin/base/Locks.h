@@ -7,12 +7,15 @@
 //   3. a name's use lock: held while an object is reached by its name, and over a rename
 //   4. one of the open-file table's locks, then a name's lock: held for map and name work only, never across a storage
 //   call
-//   5. the settings lock
+//   5. the lock of the mounted pools, or the settings lock: for map work
 //   6. the lock of the logger's first use, then the logger's queue lock
-// A build with ZD_CHECK_LOCK_ORDER ends the process where the order is broken (LockOrder.h).
+// A build with ZD_CHECK_LOCK_ORDER ends the process where the order is broken (LockOrder.h). What each lock guards is
+// said in the words of ThreadAnnotations.h.
 #pragma once
 
 #include <windows.h>
+
+#include "base/ThreadAnnotations.h"
 
 #ifdef ZD_CHECK_LOCK_ORDER
 #include "base/LockOrder.h"
@@ -21,10 +24,10 @@
 namespace zd {
 
 // The places of the order, outermost first.
-enum class ELockRank { kObject, kHandle, kNameUse, kTable, kName, kSettings, kLoggerFirstUse, kLogQueue };
+enum class ELockRank { kObject, kHandle, kNameUse, kTable, kName, kMounts, kSettings, kLoggerFirstUse, kLogQueue };
 
 // Owns one critical section.
-class CCriticalSectionHolder {
+class ZD_CAPABILITY("lock") CCriticalSectionHolder {
 public:
     // `spinCount`: how often a thread looks again before it sleeps, for locks that are never held for long.
     explicit CCriticalSectionHolder(DWORD spinCount = 0) noexcept {
@@ -42,7 +45,7 @@ private:
 
 // A holder with its place in the order.
 template <ELockRank kRank>
-class CRankedLock : public CCriticalSectionHolder {
+class ZD_CAPABILITY("lock") CRankedLock : public CCriticalSectionHolder {
 public:
     CRankedLock() noexcept : CCriticalSectionHolder(kIsHeldBriefly ? kBriefSpin : 0) {}
 
@@ -52,17 +55,17 @@ private:
 };
 
 // Enters a critical section for a scope.
-class CAutoCriticalSection {
+class ZD_SCOPED_CAPABILITY CAutoCriticalSection {
 public:
     // A section without a rank of its own is the shared logger's.
-    [[nodiscard]] explicit CAutoCriticalSection(CRITICAL_SECTION& section) noexcept
+    [[nodiscard]] explicit CAutoCriticalSection(CRITICAL_SECTION& section) noexcept ZD_ACQUIRE(section)
         : CAutoCriticalSection(section, ELockRank::kLogQueue) {}
-    [[nodiscard]] explicit CAutoCriticalSection(CCriticalSectionHolder& holder) noexcept
+    [[nodiscard]] explicit CAutoCriticalSection(CCriticalSectionHolder& holder) noexcept ZD_ACQUIRE(holder)
         : CAutoCriticalSection(holder.Section()) {}
     template <ELockRank kRank>
-    [[nodiscard]] explicit CAutoCriticalSection(CRankedLock<kRank>& holder) noexcept
+    [[nodiscard]] explicit CAutoCriticalSection(CRankedLock<kRank>& holder) noexcept ZD_ACQUIRE(holder)
         : CAutoCriticalSection(holder.Section(), kRank) {}
-    virtual ~CAutoCriticalSection() { ::LeaveCriticalSection(&m_section); }
+    virtual ~CAutoCriticalSection() ZD_RELEASE() { ::LeaveCriticalSection(&m_section); }
     CAutoCriticalSection(const CAutoCriticalSection&) = delete;
     CAutoCriticalSection& operator=(const CAutoCriticalSection&) = delete;
 

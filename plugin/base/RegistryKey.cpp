@@ -20,21 +20,9 @@ constexpr CVendorTree kFormerMaker = {
     L"SOFTWARE\\Halvern\\Zendra\\ZDVFS\\SpaList",
 };
 
-using OpenTransacted = LSTATUS(WINAPI*)(HKEY, LPCWSTR, DWORD, REGSAM, PHKEY, HANDLE, PVOID);
-
-// Not every system has the transacted open, so it is looked up when it is wanted.
-LSTATUS OpenInTransaction(const wchar_t* path, REGSAM access, HANDLE transaction, HKEY* key) noexcept {
-    const HMODULE module = ::GetModuleHandleW(L"advapi32.dll");
-    const FARPROC address = module == nullptr ? nullptr : ::GetProcAddress(module, "RegOpenKeyTransactedW");
-    if (address == nullptr) return ERROR_CALL_NOT_IMPLEMENTED;
-    const auto open = reinterpret_cast<OpenTransacted>(reinterpret_cast<void*>(address));
-    return open(HKEY_LOCAL_MACHINE, path, 0, access, key, transaction, nullptr);
-}
-
 }  // namespace
 
-LSTATUS CRegistryKey::Open(const wchar_t* path, REGSAM access, HANDLE transaction) noexcept {
-    if (transaction != nullptr) return OpenInTransaction(path, access, transaction, m_key.Receive());
+LSTATUS CRegistryKey::Open(const wchar_t* path, REGSAM access) noexcept {
     return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, access, m_key.Receive());
 }
 

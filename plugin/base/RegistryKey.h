@@ -22,8 +22,8 @@ constexpr REGSAM kReadWriteKey = KEY_READ | KEY_WRITE;  // 0x2001F
 
 class CRegistryKey {
 public:
-    // Opens a subkey of HKEY_LOCAL_MACHINE, inside `transaction` where one is given. Answers the registry's code.
-    LSTATUS Open(const wchar_t* path, REGSAM access = kReadWriteKey, HANDLE transaction = nullptr) noexcept;
+    // Opens a subkey of HKEY_LOCAL_MACHINE. Answers the registry's code.
+    LSTATUS Open(const wchar_t* path, REGSAM access = kReadWriteKey) noexcept;
 
     // Opens the subkey or creates it.
     LSTATUS Create(const wchar_t* path, REGSAM access = kReadWriteKey) noexcept;

@@ -1,9 +1,6 @@
 // Owners of storage descriptors, directory streams and texts of the conversion library. They are used while failures
-// are on their way, so they keep `errno` and the Windows last error, and whatever the storage library lets through
-// stays here.
+// are on their way, so whatever the storage library lets through stays here.
 #pragma once
-
-#include <cerrno>
 
 #include "base/UniqueHandle.h"
 #include "hul.h"
@@ -18,13 +15,11 @@ struct CDescriptorTraits {
     static Raw Empty() noexcept { return kNoDescriptor; }
     static bool IsValid(Raw raw) noexcept { return raw >= 0; }
     static void Close(Raw raw) noexcept {
-        const int error = errno;
         try {
             ::ZdvfsClose(raw);
         } catch (...) {
             // The descriptor is gone either way.
         }
-        errno = error;
     }
 };
 using CUniqueDescriptor = CUniqueHandle<CDescriptorTraits>;
@@ -34,26 +29,22 @@ struct CDirectoryTraits {
     static Raw Empty() noexcept { return nullptr; }
     static bool IsValid(Raw raw) noexcept { return raw != nullptr; }
     static void Close(Raw raw) noexcept {
-        const int error = errno;
         try {
             ::ZdvfsClosedir(raw);
         } catch (...) {
             // The stream is gone either way.
         }
-        errno = error;
     }
 };
 using CUniqueDirectory = CUniqueHandle<CDirectoryTraits>;
 
 struct CHulGiver {
     static void Give(char* text) noexcept {
-        const int error = errno;
         try {
             ::_HulFree(text);
         } catch (...) {
             // The failure on its way is the one to report.
         }
-        errno = error;
     }
 };
 using CUniqueHulText = CUniqueHandle<CPointerTraits<char*, CHulGiver>>;

@@ -1,11 +1,13 @@
-// Owners of system resources. Giving a resource back never changes the thread's last Windows error, because an
-// operation that fails may still have to report it.
+// Owners of resources. Giving one back never changes the thread's errors, because an operation that fails may still
+// have to report them.
 #pragma once
 
 #include <windows.h>
 
 #include <cstdlib>
 #include <utility>
+
+#include "base/KeptErrors.h"
 
 namespace zd {
 
@@ -31,9 +33,8 @@ public:
     void Reset(Raw next = Traits::Empty()) noexcept {
         const Raw old = std::exchange(m_raw, next);
         if (!Traits::IsValid(old)) return;
-        const DWORD lastError = ::GetLastError();
+        const CKeptErrors kept;
         Traits::Close(old);
-        ::SetLastError(lastError);
     }
 
     // For calls that store a resource through a pointer; what was owned before is given back first.

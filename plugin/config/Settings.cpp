@@ -1,6 +1,7 @@
 #include "config/Settings.h"
 
 #include "base/RegistryKey.h"
+#include "config/ConfigState.h"
 #include "log/Log.h"
 
 namespace zd {
@@ -14,9 +15,9 @@ constexpr const CSettingName* kSettings[] = {
 }  // namespace
 
 void OpenSettingsKey(bool formerMaker) noexcept {
-    CProcessState& state = ProcessState();
+    CConfigState& state = ConfigState();
     {
-        const CAutoCriticalSection held(state.m_settingsLock);
+        const CAutoCriticalSection held(state.m_lock);
         if (state.m_settingsKeyTried) return;
         state.m_settingsKeyTried = true;
         CRegistryKey key;
@@ -29,19 +30,20 @@ void OpenSettingsKey(bool formerMaker) noexcept {
 }
 
 void LoadSettings() {
-    CProcessState& state = ProcessState();
-    if (state.m_settingsKey == nullptr) return;
+    CConfigState& state = ConfigState();
+    const HKEY key = state.m_settingsKey;
+    if (key == nullptr) return;
     CSettingsMap fresh;
     for (const CSettingName* name : kSettings) {
-        if (const auto value = ReadDword(state.m_settingsKey, name->text)) fresh.emplace(name, *value);
+        if (const auto value = ReadDword(key, name->text)) fresh.emplace(name, *value);
     }
-    const CAutoCriticalSection held(state.m_settingsLock);
+    const CAutoCriticalSection held(state.m_lock);
     state.m_settings.swap(fresh);
 }
 
 std::optional<DWORD> FindSetting(const CSettingName& name) noexcept {
-    CProcessState& state = ProcessState();
-    const CAutoCriticalSection held(state.m_settingsLock);
+    CConfigState& state = ConfigState();
+    const CAutoCriticalSection held(state.m_lock);
     const auto found = state.m_settings.find(&name);
     if (found == state.m_settings.end()) return std::nullopt;
     return found->second;
@@ -57,8 +59,8 @@ DWORD NonZeroSettingOr(const CSettingName& name, DWORD defaultValue) noexcept {
 }
 
 void CopyHighestValidNameChar() noexcept {
-    CProcessState& state = ProcessState();
-    const CAutoCriticalSection held(state.m_settingsLock);
+    CConfigState& state = ConfigState();
+    const CAutoCriticalSection held(state.m_lock);
     const auto highest = static_cast<std::uint16_t>(SettingOr(kHighestValidNameChar, 0) & 0xFFFF);
     state.m_highestValidNameChar.store(highest, std::memory_order_relaxed);
 }

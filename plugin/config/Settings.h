@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "protocol/ProcessState.h"
+#include "config/ConfigState.h"
 
 namespace zd {
 
@@ -37,7 +37,7 @@ DWORD SettingOr(const CSettingName& name, DWORD defaultValue) noexcept;
 // The same where 0 stands for the default too.
 DWORD NonZeroSettingOr(const CSettingName& name, DWORD defaultValue) noexcept;
 
-// Copies the name rule's bound out of the map into the process state.
-void CopyHighestValidNameChar() noexcept;
+// Copies the name rule's bound out of the map into the state of the process.
+void CopyHighestValidNameChar() noexcept ZD_TAKES_AGAIN;
 
 }  // namespace zd

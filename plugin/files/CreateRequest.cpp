@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/Conversion.h"
+#include "base/Errors.h"
+#include "base/Undo.h"
 #include "files/OpenMode.h"
-#include "files/WordInfo.h"
+#include "log/Log.h"
 #include "namespace/PathTranslation.h"
-#include "protocol/OperationFrame.h"
-#include "protocol/ProtocolManager.h"
 
 namespace zd {
 namespace {
@@ -45,8 +46,24 @@ const CDispositionRow& CCreateRequest::Row() const noexcept {
     return kRows[m_disposition];
 }
 
+// The storage path; the host's name while there is none.
 std::string CCreateRequest::PathForLog() const {
     return m_path.empty() ? NameForLog(m_name) : NameForLog(m_path.view());
+}
+
+void CCreateRequest::LogEntry() const noexcept {
+    LogMade(kLogTrace, [&] {
+        return FormatText("ZdCreateFile Enter %s FileAttributes: %ld  CreateDisposition: %ld\n",
+                          NameForLog(m_name).c_str(), static_cast<long>(m_fileAttributes),
+                          static_cast<long>(m_disposition));
+    });
+}
+
+void CCreateRequest::LogExit(Handle handle) const noexcept {
+    LogMade(kLogTrace, [&] {
+        return FormatText("ZdCreateFile Exit       File created:   %s, handle: %p\n", PathForLog().c_str(),
+                          reinterpret_cast<void*>(handle));
+    });
 }
 
 void CCreateRequest::CheckName() const {
@@ -112,7 +129,7 @@ void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* i
     ChooseCacheFlags();
     CheckAttributes();
     const bool wantsCheck = WantsAccessCheck();
-    m_path = m_manager.Translate(m_name);
+    m_path = m_files.Translate(m_name);
     std::string_view statPath = m_path.view();
     while (statPath.size() > 1 && statPath.back() == '/') statPath.remove_suffix(1);
     m_statPath = statPath.size() == m_path.size() ? m_path : CUtf8String(statPath);
@@ -120,12 +137,9 @@ void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* i
     FindObject();
     DecideSecurity(wantsCheck);
     // A failed create leaves nothing behind that would make the next one fail.
-    struct CTakeBack {
-        CCreateRequest* request;
-        ~CTakeBack() {
-            if (request != nullptr && request->m_isNew) request->RemoveNewObject();
-        }
-    } takeBack{this};
+    CUndo takeBack([this] {
+        if (m_isNew) RemoveNewObject();
+    });
     if (m_isDirectory) {
         OpenDirectory();
     } else {
@@ -136,7 +150,7 @@ void CCreateRequest::Run(Handle& handle, DWORD* createAction, FileInformation* i
     Stat(filled);
     CountWriter();
     const Handle registered = Register(filled);
-    takeBack.request = nullptr;
+    takeBack.Keep();
     if (createAction != nullptr) *createAction = Row().createAction;
     if (information != nullptr) *information = filled;
     handle = registered;

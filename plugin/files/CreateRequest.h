@@ -1,4 +1,5 @@
-// One call of ZdCreateFile: what was asked for, what was decided, what is held so far.
+// One create or open: what was asked for, what was decided, what is held so far. For ZdCreateFile, and for a rename
+// that opens what stands in its way.
 #pragma once
 
 #include <windows.h>
@@ -8,12 +9,12 @@
 
 #include "base/SharedString.h"
 #include "base/StorageOwners.h"
+#include "files/FilePolicy.h"
+#include "files/OpenFiles.h"
 #include "IProtocolManager.h"
 #include "zdvfs.h"
 
 namespace zd {
-
-class CProtocolManager;
 
 // What a disposition does.
 struct CDispositionRow {
@@ -26,9 +27,10 @@ struct CDispositionRow {
 class CCreateRequest {
 public:
     // The host's arguments; the pointers are not null.
-    CCreateRequest(CProtocolManager& manager, const wchar_t* name, bool isDirectory, DWORD fileAttributes,
-                   DWORD disposition, DWORD access, PSECURITY_DESCRIPTOR descriptor) noexcept
-        : m_manager(manager),
+    CCreateRequest(COpenFiles& files, const CFilePolicy& policy, const wchar_t* name, bool isDirectory,
+                   DWORD fileAttributes, DWORD disposition, DWORD access, PSECURITY_DESCRIPTOR descriptor) noexcept
+        : m_files(files),
+          m_policy(policy),
           m_name(name),
           m_isDirectory(isDirectory),
           m_fileAttributes(fileAttributes),
@@ -36,11 +38,13 @@ public:
           m_access(access),
           m_descriptor(descriptor) {}
 
-    // The whole operation. Throws the code of the failure; nothing that was opened stays open then.
+    // The whole work; what it answers is stored last. Throws the code of the failure; nothing that was opened stays
+    // open then.
     void Run(Handle& handle, DWORD* createAction, FileInformation* information);
 
-    // The storage path for the exit line; the host's name while there is none.
-    std::string PathForLog() const;
+    // The lines with which it begins and ends; the handle is 0 where there is none.
+    void LogEntry() const noexcept;
+    void LogExit(Handle handle) const noexcept;
 
 private:
     // CreateRequest.cpp: arguments and flags
@@ -51,8 +55,9 @@ private:
     void ChooseOpenMode() noexcept;
     bool WantsAccessCheck() const noexcept;
     const CDispositionRow& Row() const noexcept;
+    std::string PathForLog() const;
 
-    // CreateFile.cpp: the storage object
+    // CreateObject.cpp: the storage object
     void FindObject();
     void OpenFile();
     void SetSegmentAndLocality();
@@ -70,7 +75,8 @@ private:
     void CheckAccess(const char* stored, bool addsPart) const;
     void TakeGivenDescriptor();
 
-    CProtocolManager& m_manager;
+    COpenFiles& m_files;
+    const CFilePolicy& m_policy;
     const wchar_t* m_name;
     const bool m_isDirectory;
     const DWORD m_fileAttributes;

@@ -1,9 +1,9 @@
-// ZdCreateFile: the descriptor that guards an existing object, and the one that a new object gets.
+// The descriptor that guards an existing object, and the one that a new object gets.
 #include "base/Errors.h"
 #include "files/CreateRequest.h"
 #include "namespace/FileInformation.h"
-#include "namespace/PathTranslation.h"
-#include "protocol/ProtocolManager.h"
+#include "namespace/FragmentName.h"
+#include "namespace/StatIfThere.h"
 #include "security/StoredSecurity.h"
 
 namespace zd {
@@ -14,15 +14,9 @@ CUtf8String CCreateRequest::PathOfStoredSecurity(bool& isPart) {
     isPart = false;
     CUtf8String path = m_path;
     for (CWideString base = BaseOfFragmentShape(CWideString(m_name)); !base.empty(); base = BaseOfFragmentShape(base)) {
-        const CUtf8String basePath = m_manager.Translate(base.c_str());
-        ZdvfsStatRecord status{};
-        errno = 0;
-        if (::ZdvfsStat(basePath.c_str(), &status) != 0) {
-            const int error = errno;
-            if (error != ENOENT && error != ENOTDIR) ThrowWin32(ZdvfsErrnoToWin32(error));
-            break;
-        }
-        if (IsDirectory(status)) break;
+        const CUtf8String basePath = m_files.Translate(base.c_str());
+        const auto status = StatIfThere(basePath);
+        if (!status || IsDirectory(*status)) break;
         isPart = true;
         path = basePath;
     }
@@ -59,7 +53,7 @@ void CCreateRequest::DecideSecurity(bool wantsCheck) {
     if (m_exists) return;
     if (m_descriptor != nullptr) TakeGivenDescriptor();
     if (m_descriptorText.empty() && !isStored && read.defaultApplies) {
-        m_descriptorText = m_manager.DefaultDescriptor();
+        m_descriptorText = m_policy.defaultDescriptor;
     }
 }
 

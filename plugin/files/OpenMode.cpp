@@ -3,6 +3,7 @@
 #include "base/Conversion.h"
 #include "config/Settings.h"
 #include "IProtocolManager.h"
+#include "zdvfs.h"
 
 namespace zd {
 

@@ -1,9 +1,13 @@
-// Which segment size a file that is being written gets.
-#include <limits>
+#include "files/SegmentPolicy.h"
 
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "base/Conversion.h"
 #include "files/OpenMode.h"
-#include "protocol/OperationFrame.h"
-#include "protocol/ProtocolManager.h"
+#include "log/Log.h"
+#include "zdvfs.h"
 
 namespace zd {
 namespace {
@@ -43,10 +47,12 @@ void SetSegment(int descriptor, int request, std::int32_t size, const wchar_t* n
 
 }  // namespace
 
-std::int32_t CProtocolManager::ApplySegmentSize(int descriptor, const wchar_t* name, std::uint32_t cacheFlags) {
-    const std::int32_t databaseSize = Usable(m_edbSegmentSize);
-    const std::int32_t size =
-        databaseSize != 0 && IsInDatabaseDirectory(name) ? databaseSize : SizeOfExtension(m_extensionSegments, name);
+std::int32_t ApplySegmentSize(const CFilePolicy& policy, int descriptor, const wchar_t* name,
+                              std::uint32_t cacheFlags) {
+    const std::int32_t databaseSize = Usable(policy.edbSegmentSize);
+    const std::int32_t size = databaseSize != 0 && IsInDatabaseDirectory(name)
+                                  ? databaseSize
+                                  : SizeOfExtension(policy.extensionSegments, name);
     if (size == 0) return 0;
     SetSegment(descriptor, kZdvfsIoctlSetSegmentSize, size, name, "Segment size");
     if ((cacheFlags & kZdvfsDirectIo) != 0) {

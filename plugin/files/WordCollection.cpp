@@ -1,5 +1,7 @@
 #include "files/WordCollection.h"
 
+#include "base/Undo.h"
+
 namespace zd {
 
 // Records that die tell the table, so the handles go first, while names and lock still stand.
@@ -15,7 +17,7 @@ WORDCollection::CShard& WORDCollection::ShardOf(Handle handle) noexcept {
     return m_shards[(handle >> 4 ^ handle >> 8 ^ handle >> 12) % std::tuple_size_v<decltype(m_shards)>];
 }
 
-CWordRef WORDCollection::Register(const COpened& opened) {
+CHandleRef WORDCollection::Register(const COpened& opened) {
     // What is made of the name is made before the lock is taken, which is everybody's.
     CNames made;
     made.emplace(opened.name,
@@ -24,47 +26,41 @@ CWordRef WORDCollection::Register(const COpened& opened) {
     CRef<CFileInfo> info;
     {
         const CAutoCriticalSection held(m_namesLock);
-        const auto place = m_names.lower_bound(entry.key());
-        const bool isKnown = place != m_names.end() && !m_names.key_comp()(entry.key(), place->first);
-        info = isKnown ? place->second : entry.mapped();
-        if (!isKnown) m_names.insert(place, std::move(entry));
+        const auto next = m_names.lower_bound(entry.key());
+        const bool isKnown = next != m_names.end() && !m_names.key_comp()(entry.key(), next->first);
+        info = isKnown ? next->second : entry.mapped();
+        if (!isKnown) m_names.insert(next, std::move(entry));
         // Until the record counts for itself.
         info->AddOpen();
     }
-    struct CClosing {
-        CFileInfo& info;
-        ~CClosing() { info.RemoveOpen(); }
-    } const closing{*info};
-    CWordRef word(new WORDInfo(info, opened.isDirectory, opened.fragmentSize));
-    word->m_OpenFlags = opened.flags & ~kOpeningFlags;
-    word->m_segmentSize = opened.segmentSize;
-    CShard& shard = ShardOf(word->Value());
+    const CUndo closing([&info] { info->RemoveOpen(); });
+    // Nothing fails once the record owns what was opened, so its place in the table is made before.
+    CHandles madePlace;
+    auto place = madePlace.extract(madePlace.emplace(0, CHandleRef()).first);
+    CHandleRef record(new WORDInfo(info, opened));
+    place.key() = record->Value();
+    place.mapped() = record;
+    CShard& shard = ShardOf(record->Value());
     const CAutoCriticalSection held(shard.lock);
-    shard.handles.emplace(word->Value(), word);
-    // Nothing fails from here on: only now does the record own what was opened.
-    if (opened.isDirectory) {
-        word->m_DirPtr = opened.directory;
-    } else {
-        word->SetDescriptor(opened.descriptor, 0);
-    }
-    return word;
+    shard.handles.insert(std::move(place));
+    return record;
 }
 
-CWordRef WORDCollection::Find(Handle handle) {
+CHandleRef WORDCollection::Find(Handle handle) {
     CShard& shard = ShardOf(handle);
     const CAutoCriticalSection held(shard.lock);
     const auto found = shard.handles.find(handle);
-    return found == shard.handles.end() ? CWordRef() : found->second;
+    return found == shard.handles.end() ? CHandleRef() : found->second;
 }
 
-CWordRef WORDCollection::Take(Handle handle) {
+CHandleRef WORDCollection::Take(Handle handle) {
     CShard& shard = ShardOf(handle);
     const CAutoCriticalSection held(shard.lock);
     auto taken = shard.handles.extract(handle);
-    return taken.empty() ? CWordRef() : std::move(taken.mapped());
+    return taken.empty() ? CHandleRef() : std::move(taken.mapped());
 }
 
-CWordRef WORDCollection::TakeFirst() {
+CHandleRef WORDCollection::TakeFirst() {
     for (;;) {
         Handle first = 0;
         for (CShard& shard : m_shards) {
@@ -75,7 +71,7 @@ CWordRef WORDCollection::TakeFirst() {
         }
         if (first == 0) return {};
         // Somebody else may have released it by now.
-        if (CWordRef word = Take(first)) return word;
+        if (CHandleRef record = Take(first)) return record;
     }
 }
 

@@ -22,30 +22,19 @@ public:
     WORDCollection(const WORDCollection&) = delete;
     WORDCollection& operator=(const WORDCollection&) = delete;
 
-    // What a handle is registered with. The record takes the descriptor or stream over when registering succeeds.
-    struct COpened {
-        std::wstring_view name;
-        CUtf8String path;           // the name's storage path where it is known, else empty
-        int descriptor;             // -1 for a directory
-        ZdvfsDirectory* directory;  // null for a file
-        bool isDirectory;
-        std::uint32_t flags;
-        std::int64_t fragmentSize;
-        std::int32_t segmentSize;
-    };
-
-    // Throws std::bad_alloc; the table is then unchanged.
-    CWordRef Register(const COpened& opened);
+    // Enters a handle. Its record takes the descriptor or stream over when that succeeds. Throws std::bad_alloc; the
+    // table is then unchanged.
+    CHandleRef Register(const COpened& opened);
 
     // The record of a handle, null where the table does not hold it.
-    CWordRef Find(Handle handle);
+    CHandleRef Find(Handle handle);
 
     // The same, and the handle leaves the table.
-    CWordRef Take(Handle handle);
+    CHandleRef Take(Handle handle);
 
     // Takes the first handle of the table, by its value; null when it is empty. For a connection that ends: handles
     // that come meanwhile may be missed.
-    CWordRef TakeFirst();
+    CHandleRef TakeFirst();
 
     // Has all names translated anew: the root that stands in front of them has changed.
     void ForgetPaths() noexcept;
@@ -70,21 +59,22 @@ public:
 
 private:
     using CNames = std::map<std::wstring, CRef<CFileInfo>, CNameLess>;
+    using CHandles = std::map<Handle, CHandleRef>;
 
     static void OnReleased(CFileInfo& info, WORDCollection& owner) noexcept;
-    // The entry of the record itself, out of the table; null where it has none. Under the names' lock.
-    CRef<CFileInfo> TakeEntry(CFileInfo& info) noexcept;
+    // The entry of the record itself, out of the table; null where it has none.
+    CRef<CFileInfo> TakeEntry(CFileInfo& info) noexcept ZD_REQUIRES(m_namesLock);
 
     // A part of the handles. Between two of them is a cache line that nobody uses.
     struct CShard {
         CRankedLock<ELockRank::kTable> lock;
-        std::map<Handle, CWordRef> handles;
+        CHandles handles ZD_GUARDED_BY(lock);
         std::byte apart[64]{};
     };
     CShard& ShardOf(Handle handle) noexcept;
 
     CRankedLock<ELockRank::kTable> m_namesLock;
-    CNames m_names;
+    CNames m_names ZD_GUARDED_BY(m_namesLock);
     std::array<CShard, 16> m_shards;
 };
 

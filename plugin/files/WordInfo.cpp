@@ -1,11 +1,9 @@
 #include "files/WordInfo.h"
 
-#include <charconv>
-#include <limits>
-
 #include "base/Errors.h"
+#include "base/KeptErrors.h"
 #include "base/StorageOwners.h"
-#include "protocol/ProcessState.h"
+#include "files/FilesState.h"
 
 namespace zd {
 
@@ -41,54 +39,38 @@ void CFileInfo::RemoveOpen() noexcept {
     if (m_openCount.fetch_sub(1, std::memory_order_acq_rel) == 1 && m_released != nullptr) m_released(*this, m_owner);
 }
 
-CWideString FragmentName(const CWideString& name, std::int32_t number) {
-    if (number <= 0) return name;
-    return CWideString(name.view(), L";F" + std::to_wstring(number));
-}
-
-CUtf8String FragmentPath(const CUtf8String& path, std::int32_t number) {
-    if (number <= 0) return path;
-    return CUtf8String(path.view(), ";F" + std::to_string(number));
-}
-
-CFragmentPaths::CFragmentPaths(const CUtf8String& first)
-    : m_path(first.view().substr(0, first.view().rfind(';'))), m_length(m_path.size()) {}
-
-const char* CFragmentPaths::Of(std::int32_t number) {
-    m_path.resize(m_length);
-    if (number > 0) {
-        char digits[std::numeric_limits<std::int32_t>::digits10 + 1];
-        m_path.append(";F").append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
-    }
-    return m_path.c_str();
-}
-
-WORDInfo::WORDInfo(CRef<CFileInfo> info, bool isDirectory, std::int64_t fragmentSize)
-    : m_isDir(isDirectory), m_fragmentSize(fragmentSize), m_fileInfo(std::move(info)) {
+WORDInfo::WORDInfo(CRef<CFileInfo> info, const COpened& opened)
+    : m_isDir(opened.isDirectory),
+      m_OpenFlags(opened.flags & ~kOpeningFlags),
+      m_segmentSize(opened.segmentSize),
+      m_DirPtr(nullptr),
+      m_fragmentSize(opened.fragmentSize),
+      m_fileInfo(std::move(info)),
+      m_isCounted(false) {
     m_fragments.push_back(CFragment{0, kNoDescriptor, 0, -1});
+    // Nothing fails from here on.
     m_fileInfo->AddOpen();
+    m_isCounted = opened.isCounted;
+    if (m_isDir) {
+        m_DirPtr = opened.directory;
+    } else {
+        SetDescriptor(opened.descriptor, 0);
+    }
 }
 
 // The record can die while an exception is on its way, so what it calls must not change the errors being reported.
 WORDInfo::~WORDInfo() {
-    const int error = errno;
-    const DWORD lastError = ::GetLastError();
+    const CKeptErrors kept;
     while (!m_fragments.empty()) RemoveLastFragment();
     const CUniqueDirectory directory(m_DirPtr);
     std::int32_t count = 0;
     DropCount(count);
     m_fileInfo->RemoveOpen();
-    ::SetLastError(lastError);
-    errno = error;
 }
 
-const CFragment& WORDInfo::At(std::int32_t index) const {
+std::size_t WORDInfo::Place(std::int32_t index) const {
     if (index < 0 || index >= FragmentCount()) ThrowWin32(ERROR_INVALID_PARAMETER);
-    return m_fragments[static_cast<std::size_t>(index)];
-}
-
-CFragment& WORDInfo::At(std::int32_t index) {
-    return const_cast<CFragment&>(std::as_const(*this).At(index));
+    return static_cast<std::size_t>(index);
 }
 
 bool WORDInfo::IsUsedBefore(std::int32_t first, std::int32_t second) const noexcept {
@@ -175,9 +157,9 @@ void WORDInfo::RequireName() const {
 }
 
 bool WORDInfo::DropCount(std::int32_t& newCount) noexcept {
-    if (!m_counted) return false;
-    m_counted = false;
-    std::atomic<std::int32_t>& count = ProcessState().m_OpenDirectIOorWriteFiles;
+    if (!m_isCounted) return false;
+    m_isCounted = false;
+    std::atomic<std::int32_t>& count = FilesState().m_OpenDirectIOorWriteFiles;
     std::int32_t current = count.load(std::memory_order_relaxed);
     while (current > 0 && !count.compare_exchange_weak(current, current - 1, std::memory_order_relaxed)) {
     }

@@ -3,38 +3,21 @@
 #include <stdarg.h>
 
 #include <atomic>
-#include <cerrno>
 #include <ctime>
 #include <string>
 #include <utility>
 
-#include "log/Clock.h"
+#include "base/Times.h"
 #include "log/LogInitialise.h"
+#include "log/LogState.h"
 #include "log/LogWriter.h"
 #include "log/Suppressor.h"
-#include "protocol/ProcessState.h"
 
 namespace zd {
 namespace {
 
-// Gives the thread's errors back as they were: an operation logs while it still has to report them.
-class CKeptErrors {
-public:
-    CKeptErrors() noexcept : m_lastError(::GetLastError()), m_errno(errno) {}
-    ~CKeptErrors() {
-        errno = m_errno;
-        ::SetLastError(m_lastError);
-    }
-    CKeptErrors(const CKeptErrors&) = delete;
-    CKeptErrors& operator=(const CKeptErrors&) = delete;
-
-private:
-    DWORD m_lastError;
-    int m_errno;
-};
-
 CLogger* CurrentLogger() noexcept {
-    return ProcessState().m_logger.load(std::memory_order_acquire);
+    return LogState().m_logger.load(std::memory_order_acquire);
 }
 
 LogRecord MakeRecord(const CLogger& logger, std::int32_t level, std::string&& text) noexcept {
@@ -70,7 +53,7 @@ std::string FormatLine(const char* format, va_list arguments) {
 
 void AdoptLogger(CLogger* logger) noexcept {
     CLogger* none = nullptr;
-    if (logger != nullptr) ProcessState().m_logger.compare_exchange_strong(none, logger, std::memory_order_acq_rel);
+    if (logger != nullptr) LogState().m_logger.compare_exchange_strong(none, logger, std::memory_order_acq_rel);
 }
 
 void WriteLine(std::int32_t level, const char* format, ...) noexcept {

@@ -2,9 +2,9 @@
 // whatever goes wrong in here stays here.
 //
 // A line is formatted only when its level passes. Arguments that cost something to make (names for the log) are
-// therefore made under IsLogged:
+// therefore made inside LogMade:
 //
-//     if (IsLogged(kLogTrace)) LogLine(kLogTrace, "ZdvfsStat(\"%s\")\n", NameForLog(path).c_str());
+//     LogMade(kLogTrace, [&] { return FormatText("locality: %s\n", NameForLog(locality.view()).c_str()); });
 //
 // Any thread may log.
 #pragma once
@@ -13,11 +13,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "base/Format.h"
+#include "base/KeptErrors.h"
 #include "log/LogInitialise.h"
+#include "log/LogState.h"
 #include "Logger.h"
-#include "protocol/ProcessState.h"
 
 namespace zd {
 
@@ -26,7 +28,7 @@ void AdoptLogger(CLogger* logger) noexcept;
 
 // Whether a line of that level would be written. In each operation several times, so it is but two loads.
 inline bool IsLogged(std::int32_t level) noexcept {
-    CLogger* const logger = ProcessState().m_logger.load(std::memory_order_acquire);
+    CLogger* const logger = LogState().m_logger.load(std::memory_order_acquire);
     if (logger == nullptr) return false;
     const std::int32_t stored = std::atomic_ref<std::int32_t>(logger->level).load(std::memory_order_relaxed);
     // A level below 1 has to be put right. The stop record is no line.
@@ -53,6 +55,20 @@ void LogLine(std::int32_t level, const char* format, Arguments... arguments) noe
 #endif
 inline void LogText(std::int32_t level, const char* text) noexcept {
     if (IsLogged(level)) WriteText(level, text);
+}
+
+// Logs the text that `make` answers, when the level passes. Names for the log are made in here, so that a failure to
+// make one stays with the log.
+template <class Make>
+void LogMade(std::int32_t level, Make&& make) noexcept {
+    if (!IsLogged(level)) return;
+    const CKeptErrors kept;
+    try {
+        const std::string line = make();
+        LogText(level, line.c_str());
+    } catch (...) {
+        // A line that cannot be made is not worth an operation.
+    }
 }
 
 // The level in force; 1 while no log is set.

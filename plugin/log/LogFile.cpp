@@ -13,7 +13,7 @@
 
 #include "base/Format.h"
 #include "base/RegistryKey.h"
-#include "log/Clock.h"
+#include "base/Times.h"
 
 namespace zd {
 namespace {

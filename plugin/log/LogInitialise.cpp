@@ -13,8 +13,8 @@
 #include "base/RegistryKey.h"
 #include "base/UniqueHandle.h"
 #include "log/LogFile.h"
+#include "log/LogState.h"
 #include "log/LogWriter.h"
-#include "protocol/ProcessState.h"
 
 namespace zd {
 namespace {
@@ -85,7 +85,7 @@ bool Initialise(CLogger& logger) {
 bool EnsureInitialised(CLogger& logger) {
     const std::atomic_ref<bool> initialised(logger.initialised);
     if (initialised.load(std::memory_order_acquire)) return true;
-    const CAutoCriticalSection lock(ProcessState().m_loggerLock);
+    const CAutoCriticalSection lock(LogState().m_firstUseLock);
     if (initialised.load(std::memory_order_relaxed)) return true;
     if (!Initialise(logger)) return false;
     initialised.store(true, std::memory_order_release);

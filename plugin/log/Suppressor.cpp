@@ -9,9 +9,9 @@
 
 #include "base/Format.h"
 #include "base/RegistryKey.h"
-#include "log/Clock.h"
+#include "base/Times.h"
 #include "log/LogInitialise.h"
-#include "protocol/ProcessState.h"
+#include "log/LogState.h"
 
 namespace zd {
 namespace {
@@ -144,7 +144,7 @@ void RefreshSuppression(CLogger& logger) {
     const std::atomic_ref<bool> initialised(logger.initialised);
     if (!initialised.load(std::memory_order_acquire)) {
         // Before its first line the log has no lock of its own; whoever brings it up waits here.
-        const CAutoCriticalSection firstUse(ProcessState().m_loggerLock);
+        const CAutoCriticalSection firstUse(LogState().m_firstUseLock);
         if (!initialised.load(std::memory_order_relaxed)) return Refresh(logger);
     }
     const CAutoCriticalSection held(logger.lock);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "base/Errors.h"
 #include "log/Log.h"
 #include "namespace/FileInformation.h"
+#include "namespace/FragmentName.h"
 #include "zdvfs.h"
 
 namespace zd {
@@ -22,16 +22,6 @@ constexpr std::size_t kLongestName = 260;  // units, without the terminator
 constexpr std::size_t kFirstBlock = 4096;  // bytes
 constexpr std::size_t kLargestBlock = 1 << 20;
 constexpr std::ptrdiff_t kManyKeys = 1024;  // from here on, moving each key a few times is cheaper than comparing
-
-// The length of the name without a fragment's suffix, the whole length where it has none.
-std::size_t BaseLength(const char* name, std::size_t length) noexcept {
-    const char* const semicolon = std::strrchr(name, ';');
-    if (semicolon == nullptr || semicolon[1] != 'F') return length;
-    char* end = nullptr;
-    const long number = std::strtol(semicolon + 2, &end, 10);
-    const bool isFragment = number > 0 && *end == '\0';
-    return isFragment ? static_cast<std::size_t>(semicolon - name) : length;
-}
 
 // The units of the name in UTF-16, none where it does not convert: false. Clears `isAscii` where one is not ASCII.
 bool ConvertName(std::string_view name, wchar_t (&units)[kLongestName], std::size_t& count, bool& isAscii) noexcept {
@@ -78,7 +68,7 @@ void CDirectoryListing::Add(const char* name) {
     ZdvfsStatRecord status{};
     CheckZdvfs(::ZdvfsStat(m_path.c_str(), &status));
     m_path.resize(m_directoryLength);
-    const std::size_t base = BaseLength(name, length);
+    const std::size_t base = LengthOfListedBase(name, length);
     const bool isFragment = base != length;
     wchar_t units[kLongestName];
     std::size_t count = 0;

@@ -14,10 +14,6 @@ CUtf8String TranslatePath(const CWideString& rootPrefix, const wchar_t* name);
 // Whether the name rule refuses the name: a character below 0x20 or above the highest valid one. Off while that is 0.
 bool NameHasInvalidCharacters(const wchar_t* name) noexcept;
 
-// The name without the ";F" and number above 0 of a fragment, empty where the name is not of that shape. Separators
-// behind the number are left out, and "." and ".." components are resolved first, as the storage does.
-CWideString BaseOfFragmentShape(const CWideString& name);
-
 // The name of a file without the separators behind it, which the storage passes over: its fragments go by what is left.
 std::wstring_view WithoutTrailingSeparators(std::wstring_view name) noexcept;
 

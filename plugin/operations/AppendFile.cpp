@@ -2,10 +2,10 @@
 #include <functional>
 
 #include "base/StorageOwners.h"
+#include "files/FilesState.h"
 #include "files/FragmentPosition.h"
 #include "files/TransferFailure.h"
 #include "protocol/OperationFrame.h"
-#include "protocol/ProcessState.h"
 #include "protocol/ProtocolManager.h"
 
 namespace zd {
@@ -14,17 +14,15 @@ namespace {
 constexpr int kFromStart = 0;
 constexpr int kNoFlags = 0;
 
-// The two handles of an append, with each lock held.
+// The two handles of an append.
 struct CAppend {
-    CProtocolManager& manager;
+    COpenFiles& files;
     WORDInfo& target;
     WORDInfo& source;
-    const CAutoCriticalSection& targetHeld;
-    const CAutoCriticalSection& sourceHeld;
 };
 
-int OpenSource(const CAppend& append, std::int32_t index) {
-    const COpenedFragment opened = append.manager.GetFragmentFileHandle(append.source, index, append.sourceHeld);
+int OpenSource(const CAppend& append, std::int32_t index) ZD_REQUIRES(append.source.Lock()) {
+    const COpenedFragment opened = append.files.GetFragmentFileHandle(append.source, index);
     if (opened.descriptor == kNoDescriptor) {
         LogText(kLogTrace, "GetFragmentFileHandle call failed to open fragment to read!!!");
         ThrowWin32(ERROR_INVALID_HANDLE);
@@ -33,10 +31,10 @@ int OpenSource(const CAppend& append, std::int32_t index) {
 }
 
 // Opens the target's fragment and positions it. A fragment that was just added stands at its start.
-int OpenTarget(const CAppend& append, const CFragmentPosition& position, std::int32_t keep) {
+int OpenTarget(const CAppend& append, const CFragmentPosition& position, std::int32_t keep)
+    ZD_REQUIRES(append.target.Lock()) {
     bool added = false;
-    const COpenedFragment opened =
-        append.manager.OpenForWriting(append.target, position.Index(), append.targetHeld, added, keep);
+    const COpenedFragment opened = append.files.OpenForWriting(append.target, position.Index(), added, keep);
     if (opened.descriptor == kNoDescriptor) {
         LogText(kLogTrace, "GetFragmentFileHandle call failed to open fragment to write!!!");
         ThrowWin32(ERROR_INVALID_HANDLE);
@@ -48,7 +46,8 @@ int OpenTarget(const CAppend& append, const CFragmentPosition& position, std::in
     return descriptor;
 }
 
-void AppendFragments(const CAppend& append, CFragmentPosition to, CFragmentPosition from, std::int64_t length) {
+void AppendFragments(const CAppend& append, CFragmentPosition to, CFragmentPosition from, std::int64_t length)
+    ZD_REQUIRES(append.target.Lock(), append.source.Lock()) {
     const bool isOneFile = &append.target == &append.source;
     for (;;) {
         int source = OpenSource(append, from.Index());
@@ -72,6 +71,28 @@ void AppendFragments(const CAppend& append, CFragmentPosition to, CFragmentPosit
     append.target.m_lastWritten = to.Index();
 }
 
+ZD_TAKES_TWO void Append(const CAppend& append, std::int64_t targetOffset, std::int64_t sourceOffset,
+                         std::int64_t length) {
+    WORDInfo& to = append.target;
+    WORDInfo& from = append.source;
+    // In the order of their addresses, so that two opposite appends cannot wait for each other.
+    const bool targetFirst = std::less<>()(&to, &from);
+    const CAutoCriticalSection first((targetFirst ? to : from).Lock());
+    const CAutoCriticalSection second((targetFirst ? from : to).Lock());
+    to.RequireData();
+    from.RequireData();
+    LogLine(kLogTrace, "Write File FragmentSize = %lld\n, Read File FragmentSize = %lld\n", to.m_fragmentSize,
+            from.m_fragmentSize);
+    if (!IndexFits(targetOffset + length, to.m_fragmentSize) ||
+        !IndexFits(sourceOffset + length, from.m_fragmentSize)) {
+        ThrowWin32(ERROR_INVALID_PARAMETER);
+    }
+    if (length == 0) return;
+    AppendFragments(append, CFragmentPosition(targetOffset, to.m_fragmentSize),
+                    CFragmentPosition(sourceOffset, from.m_fragmentSize), length);
+    SetModified();
+}
+
 }  // namespace
 
 DWORD CProtocolManager::ZdAppendFile(Handle target, Handle source, std::int64_t targetOffset, std::int64_t sourceOffset,
@@ -90,25 +111,9 @@ DWORD CProtocolManager::ZdAppendFile(Handle target, Handle source, std::int64_t 
                 !EndFits(sourceOffset, length)) {
                 ThrowWin32(ERROR_INVALID_PARAMETER);
             }
-            const CWordRef to = FindWord(target);
-            const CWordRef from = FindWord(source);
-            // In the order of their addresses, so that two opposite appends cannot wait for each other.
-            const bool targetFirst = std::less<>()(to.Get(), from.Get());
-            const CAutoCriticalSection first((targetFirst ? *to : *from).Lock());
-            const CAutoCriticalSection second((targetFirst ? *from : *to).Lock());
-            to->RequireData();
-            from->RequireData();
-            LogLine(kLogTrace, "Write File FragmentSize = %lld\n, Read File FragmentSize = %lld\n", to->m_fragmentSize,
-                    from->m_fragmentSize);
-            if (!IndexFits(targetOffset + length, to->m_fragmentSize) ||
-                !IndexFits(sourceOffset + length, from->m_fragmentSize)) {
-                ThrowWin32(ERROR_INVALID_PARAMETER);
-            }
-            if (length == 0) return;
-            AppendFragments(CAppend{*this, *to, *from, targetFirst ? first : second, targetFirst ? second : first},
-                            CFragmentPosition(targetOffset, to->m_fragmentSize),
-                            CFragmentPosition(sourceOffset, from->m_fragmentSize), length);
-            SetModified();
+            const CHandleRef to = m_files.FindHandle(target);
+            const CHandleRef from = m_files.FindHandle(source);
+            Append(CAppend{m_files, *to, *from}, targetOffset, sourceOffset, length);
         },
         [](DWORD result) {
             LogLine(kLogTrace, "ZdAppendFile Exit - %#x(%d)\n", static_cast<unsigned>(result),

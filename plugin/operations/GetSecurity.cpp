@@ -1,6 +1,6 @@
+#include "files/HandleSecurity.h"
 #include "protocol/OperationFrame.h"
 #include "protocol/ProtocolManager.h"
-#include "security/StoredSecurity.h"
 #include "security/TokenHelper.h"
 
 namespace zd {
@@ -19,22 +19,14 @@ CUniqueResult Invent(const CStoredSecurity& stored, std::string& text) {
 
 }  // namespace
 
-CStoredSecurity StoredSecurityOf(const CProtocolManager& manager, const WORDInfo& word) {
-    // The name may by now be somebody else's new object.
-    if (word.IsDeleted()) ThrowWin32(ERROR_FILE_NOT_FOUND);
-    if (!word.m_isDir && word.Descriptor(0) >= 0) return CStoredSecurity(static_cast<int>(word.Descriptor(0)));
-    word.RequireName();
-    return CStoredSecurity(manager.TranslateFragment(word, 0));
-}
-
 DWORD CProtocolManager::ZdGetSecurity(Handle handle, std::uint64_t, PSECURITY_DESCRIPTOR* descriptor) {
     return RunOperation(kGetSecurityText, [&] {
         if (descriptor == nullptr) ThrowWin32(ERROR_INVALID_PARAMETER);
-        const CWordRef word = FindWord(handle);
-        const CAutoCriticalSection held(word->Lock());
-        const CAutoCriticalSection used(word->FileInfo().UseLock());
+        const CHandleRef record = m_files.FindHandle(handle);
+        const CAutoCriticalSection held(record->Lock());
+        const CAutoCriticalSection used(record->FileInfo().UseLock());
         const CUniqueHeapBlock<char> buffer = NewDescriptorBuffer();
-        const CStoredSecurity stored = StoredSecurityOf(*this, *word);
+        const CStoredSecurity stored = StoredSecurityOf(m_files, *record);
         const CStoredSecurity::CRead read = stored.Read(buffer.Get());
         if (read.failed) ThrowWin32(ZdvfsErrnoToWin32(read.error));
         std::string text(buffer.Get());

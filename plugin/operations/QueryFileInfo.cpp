@@ -13,14 +13,14 @@ std::wstring_view ShownName(const CWideString& name) {
     return separator == std::wstring_view::npos || separator == 0 ? view : view.substr(separator + 1);
 }
 
-void StatusOf(CProtocolManager& manager, WORDInfo& word, const CAutoCriticalSection& held, ZdvfsStatRecord& status) {
-    if (word.m_isDir) {
-        const CAutoCriticalSection used(word.FileInfo().UseLock());
-        word.RequireName();
-        CheckZdvfs(::ZdvfsStat(manager.TranslateFragment(word, 0).c_str(), &status));
+void StatusOf(COpenFiles& files, WORDInfo& record, ZdvfsStatRecord& status) ZD_REQUIRES(record.Lock()) {
+    if (record.m_isDir) {
+        const CAutoCriticalSection used(record.FileInfo().UseLock());
+        record.RequireName();
+        CheckZdvfs(::ZdvfsStat(files.TranslateFragment(record, 0).c_str(), &status));
         return;
     }
-    const COpenedFragment first = manager.GetFragmentFileHandle(word, 0, held);
+    const COpenedFragment first = files.GetFragmentFileHandle(record, 0);
     if (first.descriptor == kNoDescriptor) ThrowWin32(ZdvfsErrnoToWin32(first.error));
     CheckZdvfs(::ZdvfsFstat(static_cast<int>(first.descriptor), &status));
 }
@@ -30,16 +30,16 @@ void StatusOf(CProtocolManager& manager, WORDInfo& word, const CAutoCriticalSect
 DWORD CProtocolManager::ZdQueryFileInfo(Handle handle, FileInformation* information) {
     return RunOperation(kQueryFileInfoText, [&] {
         if (information == nullptr) ThrowWin32(ERROR_INVALID_PARAMETER);
-        const CWordRef word = FindWord(handle);
-        const CAutoCriticalSection held(word->Lock());
+        const CHandleRef record = m_files.FindHandle(handle);
+        const CAutoCriticalSection held(record->Lock());
         ZdvfsStatRecord status{};
-        StatusOf(*this, *word, held, status);
+        StatusOf(m_files, *record, status);
         FileInformation filled{};
         FillFileInformation(filled, status);
-        const CWideString name = word->Name();
+        const CWideString name = record->Name();
         CopyName(ShownName(name), filled.name);
-        for (std::int32_t i = 1; i < word->FragmentCount(); ++i) {
-            const COpenedFragment fragment = GetFragmentFileHandle(*word, i, held);
+        for (std::int32_t i = 1; i < record->FragmentCount(); ++i) {
+            const COpenedFragment fragment = m_files.GetFragmentFileHandle(*record, i);
             if (fragment.descriptor == kNoDescriptor) continue;
             if (::ZdvfsFstat(static_cast<int>(fragment.descriptor), &status) != 0) continue;
             filled.size += static_cast<std::uint64_t>(status.size);

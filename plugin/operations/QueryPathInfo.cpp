@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "namespace/FileInformation.h"
+#include "namespace/FragmentName.h"
 #include "protocol/ProtocolManager.h"
 
 namespace zd {
@@ -14,11 +15,9 @@ DWORD QueryPath(const CUtf8String& path, FileInformation& information) {
     if (::ZdvfsStat(path.c_str(), &status) != 0) return ERROR_FILE_NOT_FOUND;
     FileInformation filled{};
     FillFileInformation(filled, status);
-    std::string fragment(path.view());
+    CFragmentPaths paths(path.view());
     for (std::int32_t n = 1; n < std::numeric_limits<std::int32_t>::max(); ++n) {
-        fragment.resize(path.size());
-        fragment += ";F" + std::to_string(n);
-        if (::ZdvfsStat(fragment.c_str(), &status) != 0) break;
+        if (::ZdvfsStat(paths.Of(n), &status) != 0) break;
         filled.size += static_cast<std::uint64_t>(status.size);
     }
     std::memcpy(&information, &filled, offsetof(FileInformation, name));
@@ -30,7 +29,7 @@ DWORD QueryPath(const CUtf8String& path, FileInformation& information) {
 DWORD CProtocolManager::ZdQueryPathInfo(const wchar_t* path, FileInformation* information) {
     if (path == nullptr || information == nullptr) return ERROR_FILE_NOT_FOUND;
     try {
-        return QueryPath(Translate(path), *information);
+        return QueryPath(m_files.Translate(path), *information);
     } catch (...) {
         return ERROR_FILE_NOT_FOUND;
     }

@@ -1,6 +1,4 @@
-#include <atomic>
 #include <cstring>
-#include <string_view>
 
 #include "protocol/OperationFrame.h"
 #include "protocol/ProtocolManager.h"
@@ -38,12 +36,10 @@ DWORD CProtocolManager::ZdQueryVolumeInfo(BYTE request, VolumeInformation* infor
         [&] {
             if (information == nullptr) ThrowWin32(ERROR_INVALID_PARAMETER);
             *information = VolumeInformation{};
-            if ((request & kSizes) != 0) FillSizes(m_vfsRootPath, *information);
+            if ((request & kSizes) != 0) FillSizes(m_mount.RootPath(), *information);
             if ((request & kIdentity) != 0) {
                 information->serialNumber = kSerialNumber;
-                for (std::size_t i = 0; i + 1 < std::size(information->label); ++i) {
-                    information->label[i] = std::atomic_ref<wchar_t>(m_volumeLabel[i]).load(std::memory_order_relaxed);
-                }
+                m_label.CopyTo(information->label);
             }
             if ((request & kAttributes) != 0) {
                 information->fileSystemFlags = kFileSystemFlags;
@@ -51,18 +47,6 @@ DWORD CProtocolManager::ZdQueryVolumeInfo(BYTE request, VolumeInformation* infor
                 std::memcpy(information->fileSystemName, kFileSystemName, sizeof kFileSystemName);
             }
         });
-}
-
-// Reader and writer of the label take no lock; a reader at the same moment may see parts of both labels.
-DWORD CProtocolManager::ZdSetVolumeLabel(const wchar_t* label) {
-    const std::wstring_view text = label == nullptr ? std::wstring_view() : std::wstring_view(label);
-    constexpr std::size_t kLongest = 127;
-    for (std::size_t i = 0; i < std::size(m_volumeLabel); ++i) {
-        const wchar_t unit = i < kLongest && i < text.size() ? text[i] : L'\0';
-        std::atomic_ref<wchar_t>(m_volumeLabel[i]).store(unit, std::memory_order_relaxed);
-    }
-    std::atomic_ref<DWORD>(m_labelFlag).store(0, std::memory_order_relaxed);
-    return ERROR_SUCCESS;
 }
 
 }  // namespace zd

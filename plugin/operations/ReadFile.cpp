@@ -9,13 +9,13 @@
 namespace zd {
 namespace {
 
-DWORD ReadFragments(CProtocolManager& manager, WORDInfo& word, std::int64_t offset, DWORD length, char* buffer,
-                    const CAutoCriticalSection& held) {
-    if (!IndexFits(offset, word.m_fragmentSize)) return 0;
-    CFragmentPosition position(offset, word.m_fragmentSize);
+DWORD ReadFragments(COpenFiles& files, WORDInfo& record, std::int64_t offset, DWORD length, char* buffer)
+    ZD_REQUIRES(record.Lock()) {
+    if (!IndexFits(offset, record.m_fragmentSize)) return 0;
+    CFragmentPosition position(offset, record.m_fragmentSize);
     DWORD bytesRead = 0;
-    while (bytesRead < length && position.Index() < word.FragmentCount()) {
-        const COpenedFragment opened = manager.GetFragmentFileHandle(word, position.Index(), held);
+    while (bytesRead < length && position.Index() < record.FragmentCount()) {
+        const COpenedFragment opened = files.GetFragmentFileHandle(record, position.Index());
         if (opened.descriptor == kNoDescriptor) break;
         const std::int64_t piece = std::min<std::int64_t>(length - bytesRead, position.Room());
         const std::int64_t moved = CheckZdvfs(::ZdvfsPread(static_cast<int>(opened.descriptor), buffer + bytesRead,
@@ -41,10 +41,10 @@ DWORD CProtocolManager::ZdReadFile(Handle handle, std::int64_t offset, DWORD len
             if (offset < 0 || bytesRead == nullptr || (buffer == nullptr && length > 0)) {
                 ThrowWin32(ERROR_INVALID_PARAMETER);
             }
-            const CWordRef word = FindWord(handle);
-            const CAutoCriticalSection held(word->Lock());
-            word->RequireData();
-            *bytesRead = ReadFragments(*this, *word, offset, length, static_cast<char*>(buffer), held);
+            const CHandleRef record = m_files.FindHandle(handle);
+            const CAutoCriticalSection held(record->Lock());
+            record->RequireData();
+            *bytesRead = ReadFragments(m_files, *record, offset, length, static_cast<char*>(buffer));
         });
 }
 

@@ -13,9 +13,9 @@ class CNotHeld {};
 DWORD CProtocolManager::ZdReleaseFile(Handle handle) {
     return RunOperation<EUnexpected::EndProcess>(kReleaseFileText, [&] {
         if (handle == 0) return;
-        const CWordRef word = m_words.Take(handle);
-        if (!word) throw CNotHeld();
-        CloseFileHandle(*word, 0);
+        const CHandleRef record = m_files.Table().Take(handle);
+        if (!record) throw CNotHeld();
+        m_files.CloseFileHandle(*record, 0);
     });
 }
 

@@ -1,7 +1,7 @@
 #include "base/Conversion.h"
 #include "base/Times.h"
+#include "files/FilesState.h"
 #include "protocol/OperationFrame.h"
-#include "protocol/ProcessState.h"
 #include "protocol/ProtocolManager.h"
 
 namespace zd {
@@ -42,11 +42,11 @@ DWORD CProtocolManager::ZdSetFileBasicInfo(Handle handle, std::int64_t, std::int
     return RunOperation(
         kSetFileBasicInfoText, [] {},
         [&] {
-            const CWordRef word = FindWord(handle);
-            const CAutoCriticalSection held(word->Lock());
-            const CAutoCriticalSection used(word->FileInfo().UseLock());
-            word->RequireName();
-            const CUtf8String path = TranslateFragment(*word, 0);
+            const CHandleRef record = m_files.FindHandle(handle);
+            const CAutoCriticalSection held(record->Lock());
+            const CAutoCriticalSection used(record->FileInfo().UseLock());
+            record->RequireName();
+            const CUtf8String path = m_files.TranslateFragment(*record, 0);
             LogLine(kLogTrace, "ZdSetFileBasicInfo Enter %ld\n", static_cast<long>(fileAttributes));
             if (fileAttributes != 0) SetAttributes(path, fileAttributes);
             if (lastAccessTime != 0 || lastWriteTime != 0) SetTimes(path, lastAccessTime, lastWriteTime);

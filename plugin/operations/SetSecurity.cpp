@@ -1,7 +1,7 @@
+#include "files/FilesState.h"
+#include "files/HandleSecurity.h"
 #include "protocol/OperationFrame.h"
-#include "protocol/ProcessState.h"
 #include "protocol/ProtocolManager.h"
-#include "security/StoredSecurity.h"
 #include "security/TokenHelper.h"
 
 namespace zd {
@@ -9,8 +9,8 @@ namespace zd {
 DWORD CProtocolManager::ZdSetSecurity(Handle handle, std::uint64_t, PSECURITY_DESCRIPTOR descriptor) {
     return RunOperation(kSetSecurityText, [&] {
         CheckDescriptor(descriptor);
-        const CWordRef word = FindWord(handle);
-        const CAutoCriticalSection held(word->Lock());
+        const CHandleRef record = m_files.FindHandle(handle);
+        const CAutoCriticalSection held(record->Lock());
         {
             // Whoever stores a descriptor must keep some access under it.
             const CUniqueSystemHandle token(CTokenHelper().GetToken());
@@ -18,8 +18,8 @@ DWORD CProtocolManager::ZdSetSecurity(Handle handle, std::uint64_t, PSECURITY_DE
         }
         const std::string text = TextOfDescriptor(descriptor);
         LogMade(kLogTrace, [&] { return FormatText("SET SD_DACL\n%s\n", NameForLog(text).c_str()); });
-        const CAutoCriticalSection used(word->FileInfo().UseLock());
-        StoredSecurityOf(*this, *word).Store(text.c_str());
+        const CAutoCriticalSection used(record->FileInfo().UseLock());
+        StoredSecurityOf(m_files, *record).Store(text.c_str());
         SetModified();
     });
 }

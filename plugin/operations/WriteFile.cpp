@@ -1,22 +1,22 @@
 #include <algorithm>
 
 #include "base/StorageOwners.h"
+#include "files/FilesState.h"
 #include "files/FragmentPosition.h"
 #include "files/TransferFailure.h"
 #include "protocol/OperationFrame.h"
-#include "protocol/ProcessState.h"
 #include "protocol/ProtocolManager.h"
 
 namespace zd {
 namespace {
 
-void WriteFragments(CProtocolManager& manager, WORDInfo& word, std::int64_t offset, DWORD length, const char* buffer,
-                    const CAutoCriticalSection& held) {
-    CFragmentPosition position(offset, word.m_fragmentSize);
+void WriteFragments(COpenFiles& files, WORDInfo& record, std::int64_t offset, DWORD length, const char* buffer)
+    ZD_REQUIRES(record.Lock()) {
+    CFragmentPosition position(offset, record.m_fragmentSize);
     DWORD written = 0;
     for (;;) {
         bool added = false;
-        const COpenedFragment opened = manager.OpenForWriting(word, position.Index(), held, added);
+        const COpenedFragment opened = files.OpenForWriting(record, position.Index(), added);
         if (opened.descriptor == kNoDescriptor) ThrowWin32(ZdvfsErrnoToWin32(opened.error));
         const std::int64_t piece = std::min<std::int64_t>(length - written, position.Room());
         const std::int64_t moved = ::ZdvfsPwrite(static_cast<int>(opened.descriptor), buffer + written,
@@ -26,11 +26,11 @@ void WriteFragments(CProtocolManager& manager, WORDInfo& word, std::int64_t offs
         if (moved == 0) ThrowWin32(ERROR_HANDLE_DISK_FULL);
         written += static_cast<DWORD>(moved);
         position.Advance(moved);
-        word.SetSize(position.Inner(), position.Index(), true);
+        record.SetSize(position.Inner(), position.Index(), true);
         if (written >= length) break;
         position.Step();
     }
-    word.m_lastWritten = position.Index();
+    record.m_lastWritten = position.Index();
 }
 
 }  // namespace
@@ -48,12 +48,12 @@ DWORD CProtocolManager::ZdWriteFile(Handle handle, std::int64_t offset, DWORD le
                 !EndFits(offset, length)) {
                 ThrowWin32(ERROR_INVALID_PARAMETER);
             }
-            const CWordRef word = FindWord(handle);
-            const CAutoCriticalSection held(word->Lock());
-            word->RequireData();
-            if (!IndexFits(offset + length, word->m_fragmentSize)) ThrowWin32(ERROR_INVALID_PARAMETER);
+            const CHandleRef record = m_files.FindHandle(handle);
+            const CAutoCriticalSection held(record->Lock());
+            record->RequireData();
+            if (!IndexFits(offset + length, record->m_fragmentSize)) ThrowWin32(ERROR_INVALID_PARAMETER);
             if (length > 0) {
-                WriteFragments(*this, *word, offset, length, static_cast<const char*>(buffer), held);
+                WriteFragments(m_files, *record, offset, length, static_cast<const char*>(buffer));
                 SetModified();
             }
             *bytesWritten = length;

@@ -69,21 +69,4 @@ DWORD RunOperation(const COperationText& text, Body&& body) {
         text, [&text] { LogText(kLogTrace, text.enter); }, std::forward<Body>(body));
 }
 
-// Logs the text that `make` answers, when the level passes. Names for the log are made in here, so that a failure to
-// make one stays with the log.
-template <class Make>
-void LogMade(std::int32_t level, Make&& make) noexcept {
-    if (!IsLogged(level)) return;
-    const int error = errno;
-    const DWORD lastError = ::GetLastError();
-    try {
-        const std::string line = make();
-        LogText(level, line.c_str());
-    } catch (...) {
-        // A line that cannot be made is not worth an operation.
-    }
-    errno = error;
-    ::SetLastError(lastError);
-}
-
 }  // namespace zd

@@ -1,60 +1,49 @@
-// The storage task's time: renewed while the host reports activity, given back once it has been quiet.
-#include <cstdarg>
-
-#include "config/Settings.h"
-#include "log/Log.h"
-#include "protocol/ProtocolManager.h"
 #include "protocol/TaskTime.h"
+
+#include "base/Times.h"
+#include "config/Settings.h"
+#include "files/FilesState.h"
+#include "log/Log.h"
+#include "protocol/MountedPools.h"
+#include "protocol/ProtocolState.h"
 
 namespace zd {
 namespace {
 
-constexpr std::int64_t kSecond = 10'000'000;
 // A host that calls exactly every so many seconds must not come too early.
 constexpr std::int64_t kMargin = 5'000'000;
-constexpr int kLengthOfValue = 4;
 constexpr DWORD kDefaultTaskCloseWait = 900;
 constexpr DWORD kDefaultTaskTimeAdd = 600;
 
-// Builds the argument list that slot 29 hands on.
-void SendRequest(IProtocolManager& manager, DWORD request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    manager.ZdPathIoctl(request, reinterpret_cast<std::uint64_t>(arguments));
-    va_end(arguments);
-}
-
 bool IsLongerThan(std::int64_t since, std::int64_t now, DWORD seconds) noexcept {
-    return now - since > static_cast<std::int64_t>(seconds) * kSecond - kMargin;
+    return now - since > static_cast<std::int64_t>(seconds) * kUnitsPerSecond - kMargin;
 }
 
 }  // namespace
 
-std::int64_t SystemTimeNow() noexcept {
-    FILETIME time;
-    ::GetSystemTimeAsFileTime(&time);
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime);
+void RecordActivity(DWORD value) noexcept {
+    CProtocolState& state = ProtocolState();
+    const std::int64_t now = FileTimeNow();
+    state.m_lastActivity = now;
+    state.m_refreshValue = value;
+    if (state.m_startUnset.exchange(false)) state.m_startTime = now;
 }
 
-void CProtocolManager::SendToPools(DWORD request, std::uint32_t value) {
-    SendRequest(*this, request, static_cast<int>(value), kLengthOfValue);
-}
-
-void CProtocolManager::DoAddTaskTimeUpdate() {
-    CProcessState& state = ProcessState();
+void DoAddTaskTimeUpdate() {
+    CProtocolState& state = ProtocolState();
     const DWORD closeWait = NonZeroSettingOr(kTaskCloseWait, kDefaultTaskCloseWait);
     const DWORD timeAdd = SettingOr(kTaskTimeAdd, kDefaultTaskTimeAdd);
     if (static_cast<std::int32_t>(timeAdd) < 1) {
-        if (state.m_renewalActive.exchange(false)) SendToPools(kZdvfsIoctlTaskTime, 0);
+        if (state.m_renewalActive.exchange(false)) SendValueToPools(kZdvfsIoctlTaskTime, 0);
         return;
     }
     const std::int64_t now = state.m_lastActivity;
-    const std::int32_t open = state.m_OpenDirectIOorWriteFiles.load(std::memory_order_relaxed);
+    const std::int32_t open = FilesState().m_OpenDirectIOorWriteFiles.load(std::memory_order_relaxed);
     if (state.m_lastRenewal != 0) {
         if (IsLongerThan(state.m_startTime, now, closeWait) && open == 0) {
             state.m_lastRenewal = 0;
             LogText(kLogTrace, "DoAddTaskTimeUpdate: stopping task\n");
-            SendToPools(kZdvfsIoctlTaskTime, 0);
+            SendValueToPools(kZdvfsIoctlTaskTime, 0);
             return;
         }
         if (!IsLongerThan(state.m_lastRenewal, now, timeAdd)) return;
@@ -65,7 +54,7 @@ void CProtocolManager::DoAddTaskTimeUpdate() {
     state.m_lastRenewal = now;
     state.m_renewalActive = true;
     LogLine(kLogTrace, "DoAddTaskTimeUpdate: renewing task - m_OpenDirectIOorWriteFiles: %d\n", open);
-    if (static_cast<std::int32_t>(value) >= 0) SendToPools(kZdvfsIoctlTaskTime, value);
+    if (static_cast<std::int32_t>(value) >= 0) SendValueToPools(kZdvfsIoctlTaskTime, value);
 }
 
 }  // namespace zd

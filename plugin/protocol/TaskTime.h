@@ -1,11 +1,14 @@
-// The one place where the system time is read for the task's times.
+// The storage task's time: renewed while the host reports activity, given back once it has been quiet.
 #pragma once
 
-#include <cstdint>
+#include <windows.h>
 
 namespace zd {
 
-// The system time as a FILETIME value.
-std::int64_t SystemTimeNow() noexcept;
+// Takes note of the host's activity now. `value`: seconds that the host wants on top.
+void RecordActivity(DWORD value) noexcept;
+
+// Renews the storage task's time or stops the task, as the time of the last activity asks for.
+void DoAddTaskTimeUpdate();
 
 }  // namespace zd

@@ -39,10 +39,4 @@ private:
 // Throws the code of the refusal unless the caller has the access under the stored text.
 void RequireStoredAccess(const char* text, DWORD desiredAccess);
 
-class CProtocolManager;
-class WORDInfo;
-
-// How the descriptor of an open handle is reached: by path for a directory and for a file that is closed just now.
-CStoredSecurity StoredSecurityOf(const CProtocolManager& manager, const WORDInfo& word);
-
 }  // namespace zd

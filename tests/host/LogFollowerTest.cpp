@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "Failure.h"
 #include "log/LogReader.h"
+#include "text/Failure.h"
 
 namespace {
 
@@ -19,7 +19,8 @@ public:
         ::CreateDirectoryW(m_path.c_str(), nullptr);
     }
     ~CTemporaryLogs() {
-        for (const std::wstring& name : zd::LogFileNames(m_path)) ::DeleteFileW(zd::PathBelow(m_path, name).c_str());
+        for (const std::wstring& name : zd::host::LogFileNames(m_path))
+            ::DeleteFileW(zd::host::PathBelow(m_path, name).c_str());
         ::RemoveDirectoryW(m_path.c_str());
     }
     CTemporaryLogs(const CTemporaryLogs&) = delete;
@@ -30,8 +31,8 @@ public:
     void Append(int file, const std::string& text) const {
         const std::wstring name = L"(ZDVFS)2026-11-16-" + std::to_wstring(1000 + file) + L".LOG";
         const HANDLE handle =
-            ::CreateFileW(zd::PathBelow(m_path, name).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                          nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+            ::CreateFileW(zd::host::PathBelow(m_path, name).c_str(), FILE_APPEND_DATA,
+                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
         DWORD written = 0;
         EXPECT_TRUE(::WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr));
         ::CloseHandle(handle);
@@ -41,12 +42,13 @@ private:
     std::wstring m_path;
 };
 
-constexpr int kMost = zd::CLogFollower::kMostTails;
+constexpr int kMost = zd::host::CLogFollower::kMostTails;
 
 TEST(LogFollower, GivesUpTheFileThatWasIdleLongest) {
     const CTemporaryLogs logs;
     std::vector<std::string> texts;
-    zd::CLogFollower follower(logs.Path(), {}, [&](zd::LogEntry&& entry) { texts.push_back(std::move(entry.text)); });
+    zd::host::CLogFollower follower(logs.Path(), {},
+                                    [&](zd::host::LogEntry&& entry) { texts.push_back(std::move(entry.text)); });
     logs.Append(0, "busy\n");
     logs.Append(1, "idle\n");
     follower.Read();
@@ -69,12 +71,12 @@ TEST(LogFollower, GivesUpTheFileThatWasIdleLongest) {
 // Nobody reads on where nothing can be written, or after Ctrl-C.
 TEST(LogFollower, DoesNotSwallowWhatEndsTheCommand) {
     const CTemporaryLogs logs;
-    zd::CLogFollower follower(logs.Path(), {},
-                              [](zd::LogEntry&& /*entry*/) { throw zd::CFatalFailure("cannot write"); });
+    zd::host::CLogFollower follower(
+        logs.Path(), {}, [](zd::host::LogEntry&& /*entry*/) { throw zd::host::CFatalFailure("cannot write"); });
     logs.Append(0, "kept, since it may go on");
     follower.Read();
     for (int file = 1; file <= kMost; ++file) logs.Append(file, "new\n");
-    EXPECT_THROW(follower.Read(), zd::CFatalFailure);
+    EXPECT_THROW(follower.Read(), zd::host::CFatalFailure);
 }
 
 }  // namespace

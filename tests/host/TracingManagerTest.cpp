@@ -141,10 +141,10 @@ Word Masked(Word word, int width) {
 
 TEST(TracingManager, EachOperationReachesItsSlotWithItsArgumentsAndIsNamed) {
     const CTemporaryFile file;
-    zd::CRecorder recorder(zd::TraceOptions{true, false, file.Name()});
+    zd::host::CRecorder recorder(zd::host::TraceOptions{true, false, file.Name()});
     std::array<void*, kSlots> table = MakeTable(std::make_integer_sequence<int, kSlots>());
     void* object = table.data();
-    zd::CTracingManager manager(recorder, *reinterpret_cast<IProtocolManager*>(&object));
+    zd::host::CTracingManager manager(recorder, *reinterpret_cast<IProtocolManager*>(&object));
 
     std::vector<std::string> expected;
     for (const Call& call : Calls()) {
@@ -168,7 +168,7 @@ TEST(TracingManager, EachOperationReachesItsSlotWithItsArgumentsAndIsNamed) {
 
 TEST(TracingManager, ACodeGoesToTheLastFailedCallThatTranslatesToIt) {
     const auto failed = [](int error, DWORD lastError) {
-        zd::TracedCall call;
+        zd::host::TracedCall call;
         call.failed = true;
         call.error = error;
         call.lastError = lastError;
@@ -179,16 +179,16 @@ TEST(TracingManager, ACodeGoesToTheLastFailedCallThatTranslatesToIt) {
         int expected;  // the call that the code belongs to, -1 for none
     };
     // No such file, access denied, success, disk full as Windows 112, an unknown one.
-    const std::vector<zd::TracedCall> calls = {failed(2, 2),     failed(2, 2),    failed(13, 5),
-                                               zd::TracedCall{}, failed(28, 112), failed(41, 145)};
+    const std::vector<zd::host::TracedCall> calls = {failed(2, 2),           failed(2, 2),    failed(13, 5),
+                                                     zd::host::TracedCall{}, failed(28, 112), failed(41, 145)};
     for (const Row& row : {Row{0, -1}, Row{2, 1}, Row{5, 2}, Row{39, 4}, Row{112, 4}, Row{1117, 5}, Row{145, 5},
                            Row{87, -1}, Row{183, -1}}) {
-        zd::TracedOperation operation;
+        zd::host::TracedOperation operation;
         operation.code = row.code;
-        for (const zd::TracedCall& call : calls) operation.events.emplace_back(call);
-        zd::AttributeCode(operation);
+        for (const zd::host::TracedCall& call : calls) operation.events.emplace_back(call);
+        zd::host::AttributeCode(operation);
         for (std::size_t i = 0; i < calls.size(); ++i) {
-            const auto& win32 = std::get<zd::TracedCall>(operation.events[i]).win32;
+            const auto& win32 = std::get<zd::host::TracedCall>(operation.events[i]).win32;
             EXPECT_EQ(static_cast<int>(i) == row.expected, win32.has_value()) << row.code << " " << i;
             if (win32) {
                 EXPECT_EQ(row.code, *win32);

@@ -1,5 +1,5 @@
-# What administrators work with: zdhost config --check and --list-settings, the templates in admin/, and that documents
-# and tables agree with the sources. Read by "run".
+# What administrators work with: zdhost config --check and --list-settings, the templates in packaging/admin/, and that
+# documents and tables agree with the sources. Read by "run".
 # A command of this machine in place of zdhost.
 here_runs() {
     current="$*"
@@ -17,10 +17,10 @@ here_runs "$root/tests/admin/check" list.json
 ends 0
 cat out
 cp list.json in
-here_runs "$root/tools/admin-files" --check
+here_runs "$root/packaging/admin-files" --check
 ends 0
 sed 's/"default":51200/"default":51201/' list.json >in
-here_runs "$root/tools/admin-files" --check
+here_runs "$root/packaging/admin-files" --check
 ends 1
 says "is not current"
 : >in
@@ -36,7 +36,7 @@ here_runs "$root/tools/log-texts" --check
 ends 0
 cat out
 mkdir copy
-for folder in protocol files namespace security text log tools; do cp -r "$root/$folder" copy; done
+for folder in plugin tools; do cp -r "$root/$folder" copy; done
 mkdir -p copy/host/log
 cp "$root/host/log/LogTexts.cpp" copy/host/log
 here_runs copy/tools/log-texts --check
@@ -44,20 +44,20 @@ ends 0
 # A text, a level, a new line: each makes the table old, and one that cannot be followed is no line of the table.
 for damage in 's/stopping task/stopping the task/' 's/LogText(kLogTrace, "DoAdd/LogText(kLogWarning, "DoAdd/' \
     's/void CProtocolManager/void NewLine() { LogText(kLogError, "new\\n"); }\nvoid CProtocolManager/'; do
-    sed "$damage" "$root/protocol/TaskTime.cpp" >copy/protocol/TaskTime.cpp
-    holds '! cmp -s copy/protocol/TaskTime.cpp "$root/protocol/TaskTime.cpp"'
+    sed "$damage" "$root/plugin/protocol/TaskTime.cpp" >copy/plugin/protocol/TaskTime.cpp
+    holds '! cmp -s copy/plugin/protocol/TaskTime.cpp "$root/plugin/protocol/TaskTime.cpp"'
     here_runs copy/tools/log-texts --check
     ends 1
     says "is not current"
 done
-echo 'namespace zd { void Odd(std::int32_t level) { LogText(level, Made()); } }' >copy/protocol/TaskTime.cpp
+echo 'namespace zd { void Odd(std::int32_t level) { LogText(level, Made()); } }' >copy/plugin/protocol/TaskTime.cpp
 here_runs copy/tools/log-texts --check
 ends 1
-says "protocol/TaskTime.cpp:1: neither a literal nor a parameter of the function around it"
+says "plugin/protocol/TaskTime.cpp:1: neither a literal nor a parameter of the function around it"
 rm -r copy
 
 echo "the template for the registry"
-cp "$root/admin/ZdvfsSettings.reg" as-it-is.reg
+cp "$root/packaging/admin/ZdvfsSettings.reg" as-it-is.reg
 "$root/tools/wine" regedit /S as-it-is.reg <in >out 2>err
 run setup --show
 ends 0
@@ -68,7 +68,7 @@ run config
 ends 0
 holds '! grep -q "registry " out'
 # With every comment mark taken away, it stores every default.
-sed -E 's/^;("|\[)/\1/' "$root/admin/ZdvfsSettings.reg" >all.reg
+sed -E 's/^;("|\[)/\1/' "$root/packaging/admin/ZdvfsSettings.reg" >all.reg
 "$root/tools/wine" regedit /S all.reg <in >out 2>err
 run setup --show
 ends 0

@@ -11,7 +11,7 @@
 #include "ClosurePatches.h"
 #include "harness/RegistrySandbox.h"
 #include "log/LogFile.h"
-#include "protocol/ProcessState.h"
+#include "log/LogState.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ protected:
     void SetUp() override {
         static int tests = 0;
         ASSERT_EQ(++tests, 1) << "the log lasts as long as the process: run one test a process (ctest does)";
-        CreateProcessState();
+        g_logState.Create();
         m_patches.Replace<decltype(::OutputDebugStringA)>("OutputDebugStringA", [this](auto, const char* text) {
             if (m_gate != nullptr) ::WaitForSingleObject(m_gate, INFINITE);
             m_shown.emplace_back(text + 11);  // without the prefix; the log runs without a file, so no path comes

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "harness/TextCompare.h"
-#include "namespace/PathTranslation.h"
+#include "namespace/FragmentName.h"
 
 namespace zd::test {
 namespace {

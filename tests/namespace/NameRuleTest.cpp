@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "config/ConfigState.h"
 #include "harness/TextCompare.h"
 #include "namespace/PathTranslation.h"
-#include "protocol/ProcessState.h"
 
 namespace zd::test {
 namespace {
@@ -13,10 +13,10 @@ namespace {
 class NameRule : public ::testing::Test {
 protected:
     // The state belongs to the library's entry point, of which this program has none.
-    static void SetUpTestSuite() { CreateProcessState(); }
-    static void TearDownTestSuite() { DestroyProcessState(); }
+    static void SetUpTestSuite() { g_configState.Create(); }
+    static void TearDownTestSuite() { g_configState.Destroy(); }
     static bool Refused(std::uint16_t highest, const std::wstring& name) {
-        ProcessState().m_highestValidNameChar.store(highest);
+        ConfigState().m_highestValidNameChar.store(highest);
         return NameHasInvalidCharacters(name.c_str());
     }
 };

@@ -9,9 +9,9 @@ import subprocess
 
 from .code import SHELL
 
-OWN = re.compile(r"^(\./(demo|test|bench)|\.ci/run|tools/[\w-]+)$")
-FIRST = re.compile(r"^(\./(demo|test|bench)\b|\.ci/run\b|tools/[\w-]+|cmake\s+-|ctest\s+-|zdhost\s|export\s|"
-                   r"[A-Z_]+=\S+\s|x86_64-w64-mingw32-|printf\s.*\|\s*zdhost|tar\s.*\|\s*zdhost)")
+OWN = re.compile(r"^(\./(demo|test|bench)|\.ci/run|(?:tools|packaging)/[\w-]+)$")
+FIRST = re.compile(r"^(\./(demo|test|bench)\b|\.ci/run\b|(?:tools|packaging)/[\w-]+|cmake\s+-|ctest\s+-|zdhost\s|"
+                   r"export\s|[A-Z_]+=\S+\s|x86_64-w64-mingw32-|printf\s.*\|\s*zdhost|tar\s.*\|\s*zdhost)")
 VARIABLE = re.compile(r"(?:\b|-D)((?:ZD|ZDVFS_LOCAL|ZDHOST)_[A-Z][A-Z_]*[A-Z])\b")
 PLACEHOLDER = re.compile(r"^[A-Z][A-Z0-9_-]*$")
 # Where documents and these checks themselves stand: a name there makes nothing known.

@@ -89,7 +89,7 @@ def looks_like_a_path(code, tree):
         return False
     top = code.split("/")[0]
     if "/" in code:
-        return top in tree.tops and (code.endswith("/") or bool(SOURCE.search(code)) or top in ("tools", ".ci", "docs"))
+        return top in tree.tops and (code.endswith("/") or bool(SOURCE.search(code)) or top in ("tools", "packaging", ".ci", "docs"))
     # A name alone: that of a source file, which stands somewhere.
     return bool(re.fullmatch(r"[A-Za-z_][\w-]*\.(h|cpp|cmake|md)", code))
 

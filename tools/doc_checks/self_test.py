@@ -23,10 +23,11 @@ ROWS = [
     ("`[a](docs/nowhere.md)` is code", None),
     # Paths in inline code.
     ("`plugin/operations/WriteFile.cpp`, `host/`, `docs/hosts.md`, `WordInfo.h`, `tests/proof/fault/*Situations.cpp`", None),
-    ("`files/WriteFiles.cpp`", "there is no files/WriteFiles.cpp"),
+    ("`plugin/files/WriteFiles.cpp`", "there is no plugin/files/WriteFiles.cpp"),
     ("`tools/nothing`", "there is no tools/nothing"),
+    ("`packaging/nothing`", "there is no packaging/nothing"),
     ("`NoSuchHeader.h`", "there is no NoSuchHeader.h"),
-    ("`namespace/nothing/`", "there is no namespace/nothing/"),
+    ("`plugin/nothing/`", "there is no plugin/nothing/"),
     ("`tests/*Nothing.cpp`", r"there is no tests/\*Nothing.cpp"),
     ("`build/anything.h` and `report.pdf`", None),
     # Blocks.
@@ -50,6 +51,8 @@ ROWS = [
     ("`./bench --group transfers`, `tools/setup --dev`", None),
     ("`./bench --groups transfers`", "./bench has no option --groups"),
     ("`tools/nothing --now`", "tools/nothing is no program"),
+    ("`packaging/nothing --now`, `packaging/check --only`", "packaging/nothing is no program"),
+    ("`packaging/make --nothing`", "packaging/make has no option --nothing"),
     ("`cmake --preset fast`", "there is no preset fast"),
     ("`cmake --build build/x --target nothing_tests`", "there is no target nothing_tests"),
     ("`./test -R CNothingTest`", "no test is called CNothingTest"),
@@ -90,7 +93,7 @@ CHANGES = [
     ("docs/host-guide.md", "to 25 ZdStub1, ZdStub2", "to 25 ZdStub2, ZdStub1", "slot 23 is not ZdStub2"),
     ("README.md", "`ZdQueryFileInfo` | 5", "`ZdQueryFileInfo` | 6", "slots of ZdQueryFileInfo are not"),
     ("README.md", "`ZdGetRandomTag`", "`ZdRandomTag`", "ZdGetRandomTag is not in the table"),
-    ("README.md", "| `namespace/` |", "| names |", "folder namespace/ is not in the table"),
+    ("README.md", "| `samples/` |", "| names |", "folder samples/ is not in the table"),
     ("README.md", "23 to 25", "23 to 26", "slots of .*ZdStub1"),
 ]
 
