@@ -43,19 +43,14 @@ WORDInfo::WORDInfo(CRef<CFileInfo> info, const COpened& opened)
     : m_isDir(opened.isDirectory),
       m_OpenFlags(opened.flags & ~kOpeningFlags),
       m_segmentSize(opened.segmentSize),
-      m_DirPtr(nullptr),
+      m_DirPtr(opened.directory),
       m_fragmentSize(opened.fragmentSize),
       m_fileInfo(std::move(info)),
-      m_isCounted(false) {
+      m_isCounted(opened.isCounted) {
     m_fragments.push_back(CFragment{0, kNoDescriptor, 0, -1});
     // Nothing fails from here on.
     m_fileInfo->AddOpen();
-    m_isCounted = opened.isCounted;
-    if (m_isDir) {
-        m_DirPtr = opened.directory;
-    } else {
-        SetDescriptor(opened.descriptor, 0);
-    }
+    SetDescriptor(opened.descriptor, 0);
 }
 
 // The record can die while an exception is on its way, so what it calls must not change the errors being reported.
