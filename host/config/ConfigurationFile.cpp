@@ -20,10 +20,7 @@ namespace {
 constexpr char kSection[] = "__dummy__section__";
 // A default that no file holds.
 constexpr char kAbsent[] = "\x01";
-constexpr int kLongestList = 256;
-constexpr char kMainSection[] = "Main";
-constexpr char kAgentId[] = "AgentID";
-constexpr int kNoAgentId = -1;
+constexpr int kLongestList = settings::kPreferredExtSegKSize.longest + 1;
 
 class CIniReader {
 public:
@@ -167,18 +164,19 @@ void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder
         configuration.warnings.push_back("zd.conf cannot be told: there is no hul.dll in " + ToUtf8(libraryFolder));
         return;
     }
-    const std::wstring wideFile = agentFolder + L"zd.conf";
+    const std::wstring wideFile = agentFolder + settings::PlaceOf(settings::Key::AgentFile).wide;
     const auto [file, isWhole] = AnsiPath(wideFile);
     if (!isWhole) {
         configuration.warnings.push_back(ToUtf8(wideFile) +
                                          " holds characters outside the code page: the plug-in does not find it");
     }
     const CFileLayout layout = LayoutOf(wideFile);
-    for (const Setting& setting : AllSettings()) {
-        if (setting.key != SettingsKey::AgentFile) continue;
-        const ConfigValue standard = IsNumber(setting) ? ConfigValue(setting.standard) : ConfigValue(std::string());
-        ConfigRow row{ToUtf8(setting.value), standard, "default", "", standard, {}};
-        IsNumber(setting) ? TakeNumber(reader, file, row) : TakeList(reader, file, row);
+    for (const settings::Description& description : settings::kDescriptions) {
+        const Setting& setting = description.setting;
+        if (setting.key != settings::Key::AgentFile) continue;
+        const ConfigValue standard = setting.IsNumber() ? ConfigValue(setting.standard) : ConfigValue(std::string());
+        ConfigRow row{NameOf(setting), standard, "default", "", standard, {}};
+        setting.IsNumber() ? TakeNumber(reader, file, row) : TakeList(reader, file, row);
         if (row.source == "zd.conf") row.place = ToUtf8(wideFile);
         JudgePlaces(reader, file, layout, row);
         configuration.rows.push_back(std::move(row));
@@ -190,10 +188,10 @@ std::string JudgePoolFile(const std::wstring& libraryFolder, const std::wstring&
     const std::string name = ToUtf8(file);
     if (!reader) return "connecting registers the pool where " + name + " holds an AgentID";
     const std::string narrow = AnsiPath(file).text;
-    const auto agent = reader.Integer(narrow, kAgentId, kMainSection);
-    if (agent && *agent != kNoAgentId) return "connecting registers the pool with " + name;
+    const auto agent = reader.Integer(narrow, settings::kAgentId.name.narrow, settings::kPoolFileSection);
+    if (agent && *agent != settings::kAgentId.Standard<int>()) return "connecting registers the pool with " + name;
     std::string text = name + " holds no AgentID in [Main], so that connecting does not register the pool";
-    if (reader.Value(narrow, kAgentId)) text += "; the one outside the section is not read";
+    if (reader.Value(narrow, settings::kAgentId.name.narrow)) text += "; the one outside the section is not read";
     return text;
 }
 
