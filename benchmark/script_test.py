@@ -1,11 +1,10 @@
-"""Tests of ./bench and tools/bench-bars with rows made up for the purpose: what the script makes of figures."""
+"""Tests of ./bench with rows made up for the purpose: what the script makes of figures."""
 
 import importlib.machinery
 import importlib.util
 import pathlib
 import sys
 import unittest
-import xml.dom.minidom
 
 sys.dont_write_bytecode = True
 
@@ -20,7 +19,6 @@ def load(path):
 
 
 bench = load(ROOT / "bench")
-bars = load(ROOT / "tools" / "bench-bars")
 
 
 def row(group, name, engine, **contestants):
@@ -93,12 +91,6 @@ class Tables(unittest.TestCase):
     def test_durations_have_a_fitting_unit(self):
         shown = [bench.duration(value) for value in (3.14159, 999.7, 1500, 2.5e6, 3e9, -20)]
         self.assertEqual(["3.14 ns", "1 µs", "1.5 µs", "2.5 ms", "3 s", "-20 ns"], shown)
-
-    def test_picture_is_well_formed_and_marks_the_missed(self):
-        picture = bars.picture(self.RESULT, [])
-        xml.dom.minidom.parseString(picture)
-        self.assertEqual(1, picture.count('class="missed"'))
-        self.assertEqual(2, picture.count('class="target"'))
 
 
 if __name__ == "__main__":

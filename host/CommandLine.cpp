@@ -205,7 +205,7 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
     std::vector<std::string> words = arguments;
     AcceptDash(words);
     CommandAction action;
-    const int parsed = parser.Parse(std::move(words), action, "");
+    const int parsed = parser.Parse(words, action, "");
     if (!action) return parsed;
 
     CSession session(options.session);

@@ -14,8 +14,8 @@ bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r';
 }
 
-}  // namespace
-
+// Splits a line into words: blanks separate, "double" and 'single' quotes hold words together, a doubled quote inside
+// them is the quote itself. Empty for a blank line and for a comment; nothing where a quote is not closed.
 std::optional<std::vector<std::string>> SplitLine(std::string_view line) {
     std::vector<std::string> words;
     std::size_t at = 0;
@@ -43,6 +43,8 @@ std::optional<std::vector<std::string>> SplitLine(std::string_view line) {
         words.push_back(std::move(word));
     }
 }
+
+}  // namespace
 
 bool CInputLines::Next() {
     m_text.clear();

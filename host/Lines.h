@@ -10,10 +10,6 @@
 
 namespace zd::host {
 
-// Splits a line into words: blanks separate, "double" and 'single' quotes hold words together, a doubled quote inside
-// them is the quote itself. Empty for a blank line and for a comment; nothing where a quote is not closed.
-std::optional<std::vector<std::string>> SplitLine(std::string_view line);
-
 // Standard input line by line, as UTF-8; a byte order mark in front is dropped.
 class CInputLines {
 public:

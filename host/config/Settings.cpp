@@ -183,11 +183,6 @@ std::vector<std::wstring> ValueNames(SettingsTree tree, const std::wstring& belo
     return key ? key.Values() : std::vector<std::wstring>();
 }
 
-std::vector<std::wstring> SubkeyNames(SettingsTree tree, const std::wstring& below) {
-    const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
-    return key ? key.Subkeys() : std::vector<std::wstring>();
-}
-
 void StoreNumber(SettingsTree tree, const Setting& setting, std::uint32_t number) {
     CKey::Create(PathOf(tree, PlaceOf(setting.key).wide)).Store(setting.name.wide, REG_DWORD, &number, sizeof(number));
 }

@@ -48,8 +48,7 @@ struct StoredValue {
 bool TreeExists(SettingsTree tree);
 // The value under `below` the tree's root; nothing where it is not set. Throws CFailure.
 std::optional<StoredValue> ReadValue(SettingsTree tree, const std::wstring& below, const wchar_t* name);
-// The names of all values, or subkeys, that stand under `below`.
+// The names of all values that stand under `below`.
 std::vector<std::wstring> ValueNames(SettingsTree tree, const std::wstring& below);
-std::vector<std::wstring> SubkeyNames(SettingsTree tree, const std::wstring& below);
 
 }  // namespace zd::host

@@ -33,8 +33,9 @@ void AppendShown(std::string& line, const std::string& text) {
     }
 }
 
-}  // namespace
-
+// One line with its end, or several: "1  2026/11/16 03:29:25 (1234:host.exe, 5678) - text". The level stands in front,
+// or "-", with "=" behind it for a summary. Further lines of a text are indented. Control characters show by their
+// code.
 std::string LineOfEntry(const LogEntry& entry) {
     std::string line = entry.level ? std::to_string(*entry.level) : "-";
     line += entry.summary ? "= " : "  ";
@@ -47,6 +48,7 @@ std::string LineOfEntry(const LogEntry& entry) {
     return line + "\n";
 }
 
+// One object, and a line end.
 std::string JsonOfEntry(const LogEntry& entry) {
     CJson json;
     for (const char* name : {"time", "pid", "process", "thread"}) json.Set(name, CJson());
@@ -65,6 +67,8 @@ std::string JsonOfEntry(const LogEntry& entry) {
         json.Set("summary", CJson().Set("messages", entry.summary->messages).Set("times", entry.summary->times));
     return json.Line() + "\n";
 }
+
+}  // namespace
 
 void CLogOutput::Take(const LogEntry& entry) {
     if (entry.level ? m_options.level && *entry.level > *m_options.level : m_options.knownOnly) return;

@@ -33,12 +33,4 @@ private:
     std::deque<std::string> m_kept;
 };
 
-// One line with its end, or several: "1  2026/11/16 03:29:25 (1234:host.exe, 5678) - text". The level stands in front,
-// or
-// "-", with "=" behind it for a summary. Further lines of a text are indented. Control characters show by their code.
-std::string LineOfEntry(const LogEntry& entry);
-
-// One object, and a line end.
-std::string JsonOfEntry(const LogEntry& entry);
-
 }  // namespace zd::host

@@ -57,32 +57,8 @@ bool EndsAsProgram(std::string_view name) {
     return name.size() >= 4 && ::_strnicmp(name.data() + name.size() - 4, ".exe", 4) == 0;
 }
 
-// The first place from `from` on where a beginning stands inside a line.
-std::size_t FindBeginning(std::string_view text, std::size_t from) {
-    std::size_t at = FindTimeForm(text, from);
-    while (at != std::string_view::npos && !ReadBeginning(text.substr(at))) at = FindTimeForm(text, at + 1);
-    return at;
-}
-
-bool MayBecomeBeginning(std::string_view line) {
-    return !line.empty() && line.size() < kLongestBeginning && FitsTimeForm(line) && !ReadBeginning(line);
-}
-
-// The level of a text: by all of it, else by its first lines, where lines without a beginning have come behind.
-std::optional<std::int32_t> LevelOf(std::string_view text) {
-    if (const KnownText* known = FindKnownText(text)) return known->level;
-    constexpr int kMostLines = 3;
-    std::size_t end = 0;
-    for (int i = 0; i < kMostLines; ++i) {
-        end = text.find('\n', end);
-        if (end == std::string_view::npos || ++end == text.size()) break;
-        if (const KnownText* known = FindKnownText(text.substr(0, end))) return known->level;
-    }
-    return std::nullopt;
-}
-
-}  // namespace
-
+// Reads a beginning at the front of the text. The process's name may hold whatever a file's name may, so the name that
+// ends with ".exe" decides where several ends are possible.
 std::optional<LogBeginning> ReadBeginning(std::string_view text) {
     if (!HasTimeForm(text)) return std::nullopt;
     LogBeginning result;
@@ -109,6 +85,32 @@ std::optional<LogBeginning> ReadBeginning(std::string_view text) {
     }
     return found ? std::optional(std::move(result)) : std::nullopt;
 }
+
+// The first place from `from` on where a beginning stands inside a line.
+std::size_t FindBeginning(std::string_view text, std::size_t from) {
+    std::size_t at = FindTimeForm(text, from);
+    while (at != std::string_view::npos && !ReadBeginning(text.substr(at))) at = FindTimeForm(text, at + 1);
+    return at;
+}
+
+bool MayBecomeBeginning(std::string_view line) {
+    return !line.empty() && line.size() < kLongestBeginning && FitsTimeForm(line) && !ReadBeginning(line);
+}
+
+// The level of a text: by all of it, else by its first lines, where lines without a beginning have come behind.
+std::optional<std::int32_t> LevelOf(std::string_view text) {
+    if (const KnownText* known = FindKnownText(text)) return known->level;
+    constexpr int kMostLines = 3;
+    std::size_t end = 0;
+    for (int i = 0; i < kMostLines; ++i) {
+        end = text.find('\n', end);
+        if (end == std::string_view::npos || ++end == text.size()) break;
+        if (const KnownText* known = FindKnownText(text.substr(0, end))) return known->level;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
 
 void CLogParser::Feed(std::string_view bytes) {
     while (!bytes.empty()) {

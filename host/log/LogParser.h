@@ -24,10 +24,6 @@ struct LogBeginning {
     std::size_t length = 0;  // of all of it in the file
 };
 
-// Reads a beginning at the front of the text. The process's name may hold whatever a file's name may, so the name that
-// ends with ".exe" decides where several ends are possible.
-std::optional<LogBeginning> ReadBeginning(std::string_view text);
-
 struct LogEntry {
     std::optional<LogBeginning> beginning;
     std::string text;  // lines end with "\n" alone, the last one with none; the bytes are those of the file

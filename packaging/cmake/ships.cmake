@@ -48,9 +48,10 @@ function(zd_ships target description)
   endif()
   set(file "$<TARGET_FILE:${target}>")
   target_link_options(${target} PRIVATE -Wl,--no-insert-timestamp "-Wl,-Map,${file}.map")
+  # Both would put the hour back in without the option that keeps the linker's.
   add_custom_command(TARGET ${target} POST_BUILD
-    COMMAND "${CMAKE_OBJCOPY}" --only-keep-debug "${file}" "${file}.debug"
-    COMMAND "${CMAKE_STRIP}" --strip-debug "${file}" VERBATIM)
+    COMMAND "${CMAKE_OBJCOPY}" --preserve-dates --only-keep-debug "${file}" "${file}.debug"
+    COMMAND "${CMAKE_STRIP}" --preserve-dates --strip-debug "${file}" VERBATIM)
 endfunction()
 
 # zd_compile_reproducibly(folder debug): all targets of the folder, with debug information as the option `debug` says.

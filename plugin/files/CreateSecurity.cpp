@@ -53,7 +53,7 @@ void CCreateRequest::DecideSecurity(bool wantsCheck) {
     if (m_exists) return;
     if (m_descriptor != nullptr) TakeGivenDescriptor();
     if (m_descriptorText.empty() && !isStored && read.defaultApplies) {
-        m_descriptorText = m_policy.defaultDescriptor;
+        m_descriptorText = m_policy.defaultDescriptor.Get();
     }
 }
 

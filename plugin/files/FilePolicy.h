@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
+#include "base/UniqueHandle.h"
 #include "config/AgentConfiguration.h"
 #include "ZdvfsSettings.h"
 
@@ -18,7 +18,7 @@ struct CFilePolicy {
     std::int64_t fragmentSize = zdvfs::settings::kMaxFileSizeMB.standard * kBytesPerMB;
     std::vector<CExtensionSegment> extensionSegments;  // segment sizes by the ending of the name
     std::uint32_t edbSegmentSize = 0;                  // bytes, of databases; 0: none of their own
-    std::string defaultDescriptor;                     // the text that new objects without one are given
+    CUniqueRuntimeBlock<char> defaultDescriptor;       // the text that new objects without one are given
 };
 
 // The registry's values of it, for an object that is new.

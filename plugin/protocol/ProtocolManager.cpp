@@ -11,7 +11,7 @@ namespace zd {
 CProtocolManager::CProtocolManager(CLogger* logger) : m_mount(OnlyFormerMakerTree()) {
     const bool formerMaker = m_mount.IsFormerMaker();
     AdoptLogger(logger);
-    m_policy.defaultDescriptor = DefaultDescriptorText();
+    m_policy.defaultDescriptor.Reset(DuplicateText(DefaultDescriptorText().c_str()));
     m_mount.Block().logLevel = static_cast<std::uint32_t>(GetLogLevel());
     ReadFilePolicy(formerMaker, m_policy);
     DiscoverAgentPath(formerMaker);

@@ -36,24 +36,24 @@ here_runs "$root/tools/log-texts" --check
 ends 0
 cat out
 mkdir copy
-for folder in protocol files namespace security text log tools; do cp -r "$root/$folder" copy; done
+for folder in plugin tools; do cp -r "$root/$folder" copy; done
 mkdir -p copy/host/log
 cp "$root/host/log/LogTexts.cpp" copy/host/log
 here_runs copy/tools/log-texts --check
 ends 0
 # A text, a level, a new line: each makes the table old, and one that cannot be followed is no line of the table.
 for damage in 's/stopping task/stopping the task/' 's/LogText(kLogTrace, "DoAdd/LogText(kLogWarning, "DoAdd/' \
-    's/void CProtocolManager/void NewLine() { LogText(kLogError, "new\\n"); }\nvoid CProtocolManager/'; do
-    sed "$damage" "$root/protocol/TaskTime.cpp" >copy/protocol/TaskTime.cpp
-    holds '! cmp -s copy/protocol/TaskTime.cpp "$root/protocol/TaskTime.cpp"'
+    's/^void DoAdd/void NewLine() { LogText(kLogError, "new\\n"); }\nvoid DoAdd/'; do
+    sed "$damage" "$root/plugin/protocol/TaskTime.cpp" >copy/plugin/protocol/TaskTime.cpp
+    holds '! cmp -s copy/plugin/protocol/TaskTime.cpp "$root/plugin/protocol/TaskTime.cpp"'
     here_runs copy/tools/log-texts --check
     ends 1
     says "is not current"
 done
-echo 'namespace zd { void Odd(std::int32_t level) { LogText(level, Made()); } }' >copy/protocol/TaskTime.cpp
+echo 'namespace zd { void Odd(std::int32_t level) { LogText(level, Made()); } }' >copy/plugin/protocol/TaskTime.cpp
 here_runs copy/tools/log-texts --check
 ends 1
-says "protocol/TaskTime.cpp:1: neither a literal nor a parameter of the function around it"
+says "plugin/protocol/TaskTime.cpp:1: neither a literal nor a parameter of the function around it"
 rm -r copy
 
 echo "the template for the registry"

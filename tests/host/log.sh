@@ -228,16 +228,18 @@ with open("long", "w", newline="") as f:
 END
 wc -l <long >expected
 start=$(date +%s%N)
-"$root/tools/wine" "$zdhost" log long 2>err <in | wc -l >out &
+mkfifo pipe
+wc -l <pipe >out &
+counter=$!
+"$root/tools/wine" "$zdhost" log long <in >pipe 2>err &
+reader=$!
 peak=0
 while [ -n "$(jobs -r)" ]; do
-    for process in /proc/[0-9]*; do
-        tr '\0' ' ' 2>/dev/null <"$process/cmdline" | grep -q 'zdhost.exe log long' || continue
-        now=$(awk '/^VmHWM/ { print $2 }' "$process/status" 2>/dev/null)
-        [ "${now:-0}" -gt "$peak" ] && peak=$now
-    done
-    sleep 0.2
+    now=$(awk '/^VmHWM/ { print $2 }' "/proc/$reader/status" 2>/dev/null)
+    [ "${now:-0}" -gt "$peak" ] && peak=$now
+    sleep 0.1
 done
+wait "$counter"
 echo "    100 MiB in $((($(date +%s%N) - start) / 1000000)) ms, $peak KiB resident at most"
 current="zdhost log long" status=0
 same expected out
@@ -266,7 +268,7 @@ cat logs/*.LOG | tr -d '\r' | sed -E 's#(enabled|encryption|value [0-9-]+)([0-9]
 sed -E 's/^(.  |    )//' out >stripped
 same expected stripped
 # A file that the plug-in holds open is followed, and neither side keeps the other, or somebody who renames, from its work.
-"$root/tools/wine" "$zdhost" log --follow --for 12 --last 0 <in >seen 2>seen-errors &
+"$root/tools/wine" "$zdhost" log --follow --for 120 --last 0 <in >seen 2>seen-errors &
 follower=$!
 sleep 3
 printf 'say --level 1 "while it is followed"\nsay x\n' >in
@@ -280,9 +282,11 @@ for name in logs/*.LOG; do
     ends 0
     holds '[ -e "$name.old" ]'
 done
+until_shown "while it is followed" seen
+current="zdhost log --follow beside the plug-in"
+kill -INT "$follower"
 wait "$follower"
 status=$?
-current="zdhost log --follow beside the plug-in"
 cp seen out
 cp seen-errors err
 ends 0

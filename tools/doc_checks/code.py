@@ -12,14 +12,12 @@ import subprocess
 import tempfile
 import xml.etree.ElementTree
 
-from . import mermaid
-
 COMPILER = ["x86_64-w64-mingw32-g++-posix", "-std=c++20", "-fsyntax-only", "-x", "c++", "-D_UCRT", "-DUNICODE",
             "-D_UNICODE", "-DWIN32_LEAN_AND_MEAN", "-DNOMINMAX", "-D_WIN32_WINNT=0x0601", "-Wall", "-Wextra", "-Werror",
             "-Wno-unused"]
 GOOGLETEST = "/usr/src/googletest"
-# Shown as they are: output, layouts, other programs' files.
-PLAIN = {"text", "console", "ini", "reg", "diff", "bat", "powershell"}
+# Shown as they are: diagrams, output, layouts, other programs' files.
+PLAIN = {"mermaid", "text", "console", "ini", "reg", "diff", "bat", "powershell"}
 SHELL = {"sh", "bash"}
 
 
@@ -38,8 +36,6 @@ def check(document, root):
             parse(document, block, xml.etree.ElementTree.fromstring)
         elif block.language == "cmake":
             check_cmake(document, block)
-        elif block.language == "mermaid":
-            mermaid.check(document, block)
         elif block.language == "indented":
             check_indented(document, block)
         elif block.language and block.language not in PLAIN | SHELL:
