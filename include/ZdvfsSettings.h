@@ -179,11 +179,11 @@ inline constexpr Setting kDurableMetadata = Switch(Key::EngineFile, "durable_met
 // The texts are those of the documents: a piece between ` is shown as it stands.
 struct Description {
     const Setting& setting;
-    const char* type;                // as the documents name it
-    const char* unit;                // the unit of a number, what a text is; empty for none
-    const char* standard;            // the default in words; null where the number says it
-    const char* when;                // the calls with which it takes effect
-    const char* help;                // what the value does
+    const char* type = "";           // as the documents name it
+    const char* unit = "";           // the unit of a number, what a text is; empty for none
+    const char* standard = nullptr;  // the default in words; null where the number says it
+    const char* when = "";           // the calls with which it takes effect
+    const char* help = "";           // what the value does
     const char* variable = nullptr;  // one that wins over it; null for none
 };
 

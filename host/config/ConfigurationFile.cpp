@@ -20,6 +20,7 @@ namespace {
 constexpr char kSection[] = "__dummy__section__";
 // A default that no file holds.
 constexpr char kAbsent[] = "\x01";
+constexpr const char* kFile = settings::PlaceOf(settings::Key::AgentFile).narrow;
 constexpr int kLongestList = settings::kPreferredExtSegKSize.longest + 1;
 
 class CIniReader {
@@ -142,7 +143,7 @@ void TakeNumber(const CIniReader& reader, const std::string& file, ConfigRow& ro
     if (!text) return;
     if (const auto value = reader.Integer(file, row.name.c_str())) {
         row.value = std::int64_t{*value};
-        row.source = "zd.conf";
+        row.source = kFile;
     } else {
         row.warnings.push_back("\"" + *text + "\" is no number: it has no effect");
     }
@@ -152,7 +153,7 @@ void TakeList(const CIniReader& reader, const std::string& file, ConfigRow& row)
     const auto text = reader.Value(file, row.name.c_str());
     if (!text) return;
     row.value = *text;
-    row.source = "zd.conf";
+    row.source = kFile;
     row.warnings = JudgeSizeList(*text);
 }
 
@@ -177,7 +178,7 @@ void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder
         const ConfigValue standard = setting.IsNumber() ? ConfigValue(setting.standard) : ConfigValue(std::string());
         ConfigRow row{NameOf(setting), standard, "default", "", standard, {}};
         setting.IsNumber() ? TakeNumber(reader, file, row) : TakeList(reader, file, row);
-        if (row.source == "zd.conf") row.place = ToUtf8(wideFile);
+        if (row.source == kFile) row.place = ToUtf8(wideFile);
         JudgePlaces(reader, file, layout, row);
         configuration.rows.push_back(std::move(row));
     }
