@@ -277,7 +277,7 @@ protected:
 };
 
 // The library's only export, undecorated.
-//   hostContext  points to a cell whose value, the host's own object, is kept with the connection; null: the result is
-//   null logger       the first logger that is not null serves the whole process; later ones are ignored
+//   hostContext  points to a cell for the host's own object, which the plug-in leaves alone; null: the result is null
+//   logger       the first logger that is not null serves the whole process; later ones are ignored
 // Answers the new object, or null where memory cannot be had or construction fails.
 using GetProtocolFunction = IProtocolManager* (*)(void** hostContext, CLogger* logger);

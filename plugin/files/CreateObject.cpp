@@ -11,6 +11,7 @@
 #include "files/SegmentPolicy.h"
 #include "log/Log.h"
 #include "namespace/FileInformation.h"
+#include "namespace/Locality.h"
 #include "namespace/PathTranslation.h"
 #include "namespace/StatIfThere.h"
 

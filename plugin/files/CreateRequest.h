@@ -47,14 +47,16 @@ public:
     void LogExit(Handle handle) const noexcept;
 
 private:
-    // CreateRequest.cpp: arguments and flags
+    // CreateArguments.cpp: what is refused
     void CheckName() const;
     void CheckDisposition() const;
     void CheckAttributes() const;
+    const CDispositionRow& Row() const noexcept;
+
+    // CreateRequest.cpp: the flags that follow
     void ChooseCacheFlags() noexcept;
     void ChooseOpenMode() noexcept;
     bool WantsAccessCheck() const noexcept;
-    const CDispositionRow& Row() const noexcept;
     std::string PathForLog() const;
 
     // CreateObject.cpp: the storage object

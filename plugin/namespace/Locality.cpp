@@ -1,5 +1,9 @@
+#include "namespace/Locality.h"
+
+#include <string>
+#include <string_view>
+
 #include "base/Conversion.h"
-#include "namespace/PathTranslation.h"
 
 namespace zd {
 

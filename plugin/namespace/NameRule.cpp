@@ -1,8 +1,9 @@
+#include "namespace/NameRule.h"
+
 #include <algorithm>
 #include <string_view>
 
 #include "config/ConfigState.h"
-#include "namespace/PathTranslation.h"
 
 namespace zd {
 

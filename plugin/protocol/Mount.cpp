@@ -1,7 +1,6 @@
 #include "protocol/Mount.h"
 
 #include <cstdlib>
-#include <new>
 #include <utility>
 
 #include "base/Errors.h"
@@ -17,22 +16,6 @@ constexpr char kUnconnectedPath[] = "/";
 constexpr std::uint32_t kFlagUnconnected = 2;
 
 }  // namespace
-
-void ForwardToLog(std::uint32_t level, const char* message) {
-    LogText(static_cast<std::int32_t>(level), message);
-}
-
-char* DuplicateText(const char* text) {
-    char* const copy = ::_strdup(text);
-    if (copy == nullptr) throw std::bad_alloc();
-    return copy;
-}
-
-void FreeWords(ZdvfsMountBlock& block) noexcept {
-    for (char** word : {&block.configurationFile, &block.secondName, &block.thirdName, &block.agentKind}) {
-        std::free(std::exchange(*word, nullptr));
-    }
-}
 
 CMount::CMount(bool formerMaker)
     : m_isFormerMaker(formerMaker), m_unconnectedPath(kUnconnectedPath), m_rootPath(m_unconnectedPath) {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "harness/TextCompare.h"
-#include "namespace/PathTranslation.h"
+#include "namespace/Locality.h"
 
 namespace zd::test {
 namespace {

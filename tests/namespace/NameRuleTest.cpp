@@ -5,7 +5,7 @@
 
 #include "config/ConfigState.h"
 #include "harness/TextCompare.h"
-#include "namespace/PathTranslation.h"
+#include "namespace/NameRule.h"
 
 namespace zd::test {
 namespace {
