@@ -48,16 +48,23 @@ struct RecentMessage {
     std::int32_t count;
 };
 
-// State of the suppression of repeated lines.
+// State of the suppression of repeated lines. A host that sets nothing gets the defaults of the settings that replace
+// these values.
 struct LogSuppressor {
-    bool enabled = false;
+    static constexpr bool kDefaultEnabled = false;
+    static constexpr std::int32_t kDefaultMaxMessages = 16;
+    static constexpr std::int32_t kDefaultOccurrenceLimit = 1000;
+    static constexpr std::int32_t kDefaultTimeLimit = 60;
+    static constexpr std::int32_t kDefaultCharsForMatch = 256;
+
+    bool enabled = kDefaultEnabled;
     void (*sink)(void* context, const LogRecord& record) = nullptr;  // where lines that pass go
     void* sinkContext = nullptr;
     std::list<RecentMessage> recent;  // oldest first
-    std::uint64_t maxMessages = 16;
-    std::int32_t occurrenceLimit = 1000;
-    double timeLimit = 60;  // seconds
-    std::int32_t charsForMatch = 256;
+    std::uint64_t maxMessages = kDefaultMaxMessages;
+    std::int32_t occurrenceLimit = kDefaultOccurrenceLimit;
+    double timeLimit = kDefaultTimeLimit;  // seconds
+    std::int32_t charsForMatch = kDefaultCharsForMatch;
     time_t lastSummary = 0;
     const ProcessEntry* process = nullptr;
 };
@@ -70,13 +77,16 @@ struct ThreadAttribution {
 
 class CLogger {
 public:
+    static constexpr std::int32_t kDefaultLevel = kLogError;
+    static constexpr std::uint32_t kDefaultUpdateInterval = 60;
+
     bool initialised = false;
     bool fileActive = false;
     CRITICAL_SECTION lock{};  // guards queue, wakeEvent, writerThread, processNames; valid once lockInitialised
     FILE* file = nullptr;
     LogSuppressor suppressor;
     bool lockInitialised = false;
-    std::int32_t level = 1;  // below 1 counts as 1
+    std::int32_t level = kDefaultLevel;  // below 1 counts as 1
     std::uint32_t bytesWritten = 0;
     std::deque<LogRecord> queue;
     DWORD writerThreadId = 0;
@@ -86,7 +96,7 @@ public:
     ProcessNames processNames;
     std::map<std::uint32_t, ThreadAttribution> threadAttribution;  // the host fills it, before threads log
     const ProcessEntry* currentProcess = nullptr;
-    std::uint32_t settingsUpdateInterval = 60;  // seconds
+    std::uint32_t settingsUpdateInterval = kDefaultUpdateInterval;  // seconds
     time_t settingsLastRead = 0;
     HKEY settingsKey = nullptr;
     bool formerMakerKeys = false;  // the host sets it to use the registry tree of the former maker

@@ -56,26 +56,27 @@ void ShowText(const Configuration& configuration) {
     for (const std::string& warning : configuration.warnings) WriteLine("warning: " + warning);
 }
 
-CJson JsonOf(const Setting& setting) {
-    const auto number = [](std::int64_t value) { return value == kNoNumber ? CJson() : CJson(value); };
+CJson JsonOf(const settings::Description& description) {
+    const Setting& setting = description.setting;
+    const auto number = [](std::int64_t value) { return value == settings::kNoNumber ? CJson() : CJson(value); };
     constexpr const char* kKinds[] = {"number", "switch", "choice", "text", "folder", "path"};
     constexpr const char* kZeros[] = {"counts", "default", "off"};
     CJson json;
-    json.Set("place", ToUtf8(NameOf(setting.key)));
-    json.Set("name", ToUtf8(setting.value));
-    json.Set("variable", setting.variable);
-    json.Set("option", setting.option);
+    json.Set("place", PlaceOf(setting.key).narrow);
+    json.Set("name", NameOf(setting));
+    json.Set("variable", description.variable);
+    json.Set("option", OptionOf(setting));
     json.Set("kind", kKinds[static_cast<int>(setting.kind)]);
-    json.Set("type", setting.type);
-    json.Set("unit", setting.unit);
+    json.Set("type", description.type);
+    json.Set("unit", description.unit);
     json.Set("least", number(setting.least));
     json.Set("most", number(setting.most));
     json.Set("range", RangeOf(setting));
     json.Set("default", number(setting.standard));
-    json.Set("defaultText", StandardOf(setting));
+    json.Set("defaultText", StandardOf(description));
     json.Set("zero", kZeros[static_cast<int>(setting.zero)]);
-    json.Set("when", setting.when);
-    json.Set("help", setting.help);
+    json.Set("when", description.when);
+    json.Set("help", description.help);
     return json;
 }
 
@@ -102,17 +103,18 @@ bool ShowWarnings(const Configuration& configuration, bool json) {
 
 void ShowSettingTable(bool json) {
     CJson all = CJson::Array();
-    for (const Setting& setting : AllSettings()) {
+    for (const settings::Description& description : settings::kDescriptions) {
         if (json) {
-            all.Add(JsonOf(setting));
+            all.Add(JsonOf(description));
             continue;
         }
-        std::string line = ToUtf8(NameOf(setting.key)) + "\\" + ToUtf8(setting.value);
-        std::string extent = setting.unit;
+        const Setting& setting = description.setting;
+        std::string line = std::string(PlaceOf(setting.key).narrow) + "\\" + NameOf(setting);
+        std::string extent = description.unit;
         if (!extent.empty() && !RangeOf(setting).empty()) extent += ", ";
         extent += RangeOf(setting);
-        for (const std::string& part : {": " + std::string(setting.type), "; " + extent,
-                                        "; default " + StandardOf(setting), "; " + std::string(setting.when)}) {
+        for (const std::string& part : {": " + std::string(description.type), "; " + extent,
+                                        "; default " + StandardOf(description), "; " + std::string(description.when)}) {
             line += part;
         }
         std::erase(line, '`');

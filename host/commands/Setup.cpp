@@ -14,7 +14,7 @@ namespace zd::host {
 namespace {
 
 struct SetupOptions {
-    std::vector<std::string> values;     // by position in Settings()
+    std::vector<std::string> values;     // by position in SettingOptions()
     std::vector<CArgument> given;        // the same
     std::vector<std::string> poolFiles;  // POOL=FILE
     bool former = false;
@@ -23,11 +23,11 @@ struct SetupOptions {
 };
 
 void Store(SettingsTree tree, const Setting& setting, const std::string& value) {
-    if (IsNumber(setting)) {
+    if (setting.IsNumber()) {
         return StoreNumber(tree, setting, NumberOf(value));
     }
     std::wstring path = AbsolutePath(ToWide(value));
-    if (setting.kind == SettingKind::Folder && path.back() != L'\\') path.push_back(L'\\');
+    if (setting.kind == settings::Kind::Folder && path.back() != L'\\') path.push_back(L'\\');
     StoreText(tree, setting, path);
 }
 
@@ -58,10 +58,10 @@ void Setup(const SetupOptions& options) {
     const SettingsTree tree = options.former ? SettingsTree::Former : SettingsTree::Present;
     bool asked = options.show || options.clear || !options.poolFiles.empty();
     if (options.clear) ClearSettings(tree);
-    const auto settings = Settings();
-    for (std::size_t i = 0; i < settings.size(); ++i) {
+    const auto known = SettingOptions();
+    for (std::size_t i = 0; i < known.size(); ++i) {
         if (!options.given[i].IsGiven()) continue;
-        Store(tree, settings[i], options.values[i]);
+        Store(tree, known[i].setting, options.values[i]);
         asked = true;
     }
     for (const std::string& pair : options.poolFiles) StorePool(tree, pair);
@@ -71,16 +71,17 @@ void Setup(const SetupOptions& options) {
 
 CommandAction DescribeSetup(CSyntax command) {
     auto options = std::make_shared<SetupOptions>();
-    const auto settings = Settings();
-    options->values.resize(settings.size());
-    for (std::size_t i = 0; i < settings.size(); ++i) {
-        std::string help = settings[i].help;
-        std::string standard = StandardOf(settings[i]);
+    const auto known = SettingOptions();
+    options->values.resize(known.size());
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        const settings::Description& description = DescriptionOf(known[i].setting);
+        std::string help = description.help;
+        std::string standard = StandardOf(description);
         std::erase(standard, '`');
         help += " (default: " + standard + ")";
-        const CArgument option = command.AddOption(settings[i].option, options->values[i], help);
-        option.TypeName(settings[i].shownAs);
-        if (IsNumber(settings[i])) option.Check(&CheckNumber);
+        const CArgument option = command.AddOption(known[i].option, options->values[i], help);
+        option.TypeName(known[i].shownAs);
+        if (known[i].setting.IsNumber()) option.Check(&CheckNumber);
         options->given.push_back(option);
     }
     command.AddOption("--pool-config", options->poolFiles, "Configuration file of a pool for agent types 1 to 3")

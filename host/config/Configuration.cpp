@@ -9,19 +9,27 @@ namespace zd::host {
 
 namespace {
 
-constexpr std::size_t kLongestAgentPath = 1024 * sizeof(wchar_t);
-constexpr std::size_t kLongestLogPath = 766;
+constexpr std::size_t kLongestAgentPath = (settings::kAgentPath.longest + 1) * sizeof(wchar_t);
 
-std::string Place(const std::wstring& below, const wchar_t* name) {
-    return ToUtf8(below + L"\\" + name);
+// The key below the tree's root. Not for those of pools.
+std::wstring KeyOf(const Setting& setting) {
+    return PlaceOf(setting.key).wide;
+}
+
+std::string Place(const std::wstring& below, const Setting& setting) {
+    return ToUtf8(below + L"\\" + setting.name.wide);
+}
+
+std::string Place(const Setting& setting) {
+    return Place(KeyOf(setting), setting);
 }
 
 std::string WrongType(const std::string& place, const StoredValue& value, const char* wanted) {
     return place + " is " + value.TypeName() + ", not " + wanted + ": it has no effect";
 }
 
-std::string IsEmpty(const std::wstring& below, const wchar_t* name) {
-    return Place(below, name) + " is empty: it has no effect";
+std::string IsEmpty(const std::string& place) {
+    return place + " is empty: it has no effect";
 }
 
 bool IsFolder(const std::wstring& path) {
@@ -53,9 +61,10 @@ public:
         AddLogPath();
         const std::int64_t type = AddAgentType();
         AddConfigurationFile(type);
-        for (const Setting& setting : Settings()) {
+        for (const settings::Description& description : settings::kDescriptions) {
+            const Setting& setting = description.setting;
             // The agent type, the other number of the key, has been looked for in two places.
-            if (setting.key == SettingsKey::Zdvfs && setting.kind != SettingKind::Choice) AddNumber(setting);
+            if (setting.key == settings::Key::Zdvfs && setting.kind != settings::Kind::Choice) AddNumber(setting);
         }
         AddFileRows(m_result, m_libraryFolder, m_agentFolder);
         JudgeConfiguration(m_result);
@@ -63,8 +72,8 @@ public:
     }
 
 private:
-    ConfigRow& Add(const char* name, const ConfigValue& defaultValue) {
-        m_result.rows.push_back({name, defaultValue, "default", "", defaultValue, {}});
+    ConfigRow& Add(const Setting& setting, const ConfigValue& defaultValue) {
+        m_result.rows.push_back({NameOf(setting), defaultValue, "default", "", defaultValue, {}});
         return m_result.rows.back();
     }
 
@@ -74,24 +83,25 @@ private:
         row.place = place;
     }
 
-    std::optional<StoredValue> Stored(const std::wstring& below, const wchar_t* name) const {
-        return ReadValue(m_result.tree, below, name);
+    std::optional<StoredValue> Stored(const std::wstring& below, const Setting& setting) const {
+        return ReadValue(m_result.tree, below, setting.name.wide);
     }
+    std::optional<StoredValue> Stored(const Setting& setting) const { return Stored(KeyOf(setting), setting); }
 
     // The text of a value; a warning where it is of another type.
-    std::optional<std::wstring> TextOf(ConfigRow& row, const std::wstring& below, const wchar_t* name) const {
-        const auto stored = Stored(below, name);
+    std::optional<std::wstring> TextOf(ConfigRow& row, const Setting& setting) const {
+        const auto stored = Stored(setting);
         if (!stored) return std::nullopt;
         auto text = stored->Text();
-        if (!text) row.warnings.push_back(WrongType(Place(below, name), *stored, "REG_SZ"));
+        if (!text) row.warnings.push_back(WrongType(Place(setting), *stored, settings::kText));
         return text;
     }
 
     void AddAgentPath() {
         m_agentFolder = FolderOfProgram();
-        ConfigRow& row = Add("path", ToUtf8(m_agentFolder));
-        const auto stored = Stored(L"Agent", L"path");
-        auto text = TextOf(row, L"Agent", L"path");
+        ConfigRow& row = Add(settings::kAgentPath, ToUtf8(m_agentFolder));
+        const auto stored = Stored(settings::kAgentPath);
+        auto text = TextOf(row, settings::kAgentPath);
         if (!text) return;
         const bool ended = stored->data.size() >= sizeof(wchar_t) && stored->data.size() % sizeof(wchar_t) == 0 &&
                            stored->data[stored->data.size() - 1] == 0 && stored->data[stored->data.size() - 2] == 0;
@@ -101,11 +111,11 @@ private:
             return;
         }
         if (text->empty()) {
-            row.warnings.push_back(IsEmpty(L"Agent", L"path"));
+            row.warnings.push_back(IsEmpty(Place(settings::kAgentPath)));
             return;
         }
         m_agentFolder = std::move(*text);
-        Take(row, ToUtf8(m_agentFolder), Place(L"Agent", L"path"));
+        Take(row, ToUtf8(m_agentFolder), Place(settings::kAgentPath));
         if (m_agentFolder.back() != L'\\') {
             row.warnings.push_back("there is no \"\\\" at its end, and file names are put behind it as it stands");
         }
@@ -116,28 +126,29 @@ private:
     }
 
     void AddLogPath() {
-        ConfigRow& row = Add("logpath", ConfigValue());
-        const auto text = TextOf(row, L"Agent", L"logpath");
-        if (text && text->empty()) row.warnings.push_back(IsEmpty(L"Agent", L"logpath"));
+        ConfigRow& row = Add(settings::kLogPath, ConfigValue());
+        const auto text = TextOf(row, settings::kLogPath);
+        if (text && text->empty()) row.warnings.push_back(IsEmpty(Place(settings::kLogPath)));
         const auto folder = FindLogFolder(m_result.tree);
         if (!folder) {
             row.warnings.push_back("neither Agent\\logpath nor Agent\\path names a folder: there is no log file");
             return;
         }
         Take(row, ToUtf8(folder->path), folder->place);
-        if (text && text->size() > kLongestLogPath) row.warnings.push_back("it is too long: there is no log file");
+        if (text && text->size() > settings::kLogPath.longest)
+            row.warnings.push_back("it is too long: there is no log file");
     }
 
     std::int64_t AddAgentType() {
-        ConfigRow& row = Add("AgentType", FindSetting(SettingsKey::Agent, L"AgentType").standard);
+        ConfigRow& row = Add(settings::kAgentType, settings::kAgentKeyType.standard);
         bool found = false;
-        for (const wchar_t* below : {L"ZDVFS", L"Agent"}) {
-            const auto stored = Stored(below, L"AgentType");
+        for (const Setting* setting : {&settings::kAgentType, &settings::kAgentKeyType}) {
+            const auto stored = Stored(*setting);
             if (!stored) continue;
-            const std::string place = Place(below, L"AgentType");
+            const std::string place = Place(*setting);
             const auto number = stored->Number();
             if (!number) {
-                row.warnings.push_back(WrongType(place, *stored, "REG_DWORD"));
+                row.warnings.push_back(WrongType(place, *stored, settings::kDword));
             } else if (found) {
                 row.warnings.push_back(place + " has no effect beside " + row.place);
             } else {
@@ -149,27 +160,28 @@ private:
     }
 
     void AddConfigurationFile(std::int64_t type) {
-        ConfigRow& row = Add("ConfigFilePath", ConfigValue());
-        const std::wstring poolKey = std::wstring(kPoolListKey) + L"\\" + m_pool;
+        ConfigRow& row = Add(settings::kAgentConfigFile, ConfigValue());
+        const std::wstring poolKey = std::wstring(settings::kPoolListKey) + L"\\" + m_pool;
         const bool fromPool = type >= 1 && type <= 3;
         for (const bool pool : {true, false}) {
-            const std::wstring below = pool ? poolKey : L"Agent";
-            const std::string place = Place(below, L"ConfigFilePath");
+            const Setting& setting = pool ? settings::kPoolConfigFile : settings::kAgentConfigFile;
+            const std::wstring below = pool ? poolKey : KeyOf(setting);
+            const std::string place = Place(below, setting);
             if (type == 0 || pool != fromPool) {
-                if (Stored(below, L"ConfigFilePath")) {
+                if (Stored(below, setting)) {
                     row.warnings.push_back(place + " has no effect with agent type " + std::to_string(type));
                 }
                 continue;
             }
-            const auto stored = Stored(below, L"ConfigFilePath");
+            const auto stored = Stored(below, setting);
             if (!stored) continue;
             const auto text = stored->Text();
             if (stored->type != REG_SZ || !text) {
-                row.warnings.push_back(WrongType(place, *stored, "REG_SZ"));
+                row.warnings.push_back(WrongType(place, *stored, settings::kText));
                 continue;
             }
             if (text->empty()) {
-                row.warnings.push_back(IsEmpty(below, L"ConfigFilePath"));
+                row.warnings.push_back(IsEmpty(place));
                 continue;
             }
             Take(row, ToUtf8(*text), place);
@@ -182,19 +194,19 @@ private:
     }
 
     void AddNumber(const Setting& setting) {
-        ConfigRow& row = Add(ToUtf8(setting.value).c_str(), setting.standard);
-        const auto stored = Stored(L"ZDVFS", setting.value);
+        ConfigRow& row = Add(setting, setting.standard);
+        const auto stored = Stored(setting);
         if (!stored) return;
         const auto number = stored->Number();
         if (!number) {
-            row.warnings.push_back(WrongType(Place(L"ZDVFS", setting.value), *stored, setting.type));
+            row.warnings.push_back(WrongType(Place(setting), *stored, settings::kDword));
             return;
         }
-        if (*number == 0 && setting.zero == Zero::IsDefault) {
+        if (*number == 0 && setting.zero == settings::Zero::IsDefault) {
             row.warnings.push_back("0 is stored, which counts as the default");
             return;
         }
-        Take(row, std::int64_t{*number}, Place(L"ZDVFS", setting.value));
+        Take(row, std::int64_t{*number}, Place(setting));
     }
 
     std::wstring m_libraryFolder;
@@ -206,12 +218,14 @@ private:
 }  // namespace
 
 std::optional<LogFolder> FindLogFolder(SettingsTree tree) {
-    const auto text = [tree](const wchar_t* name) {
-        const auto stored = ReadValue(tree, L"Agent", name);
+    const auto text = [tree](const Setting& setting) {
+        const auto stored = ReadValue(tree, KeyOf(setting), setting.name.wide);
         return stored ? stored->Text().value_or(L"") : std::wstring();
     };
-    if (auto folder = text(L"logpath"); !folder.empty()) return LogFolder{folder, Place(L"Agent", L"logpath")};
-    if (auto agent = text(L"path"); !agent.empty()) return LogFolder{agent + L"log", Place(L"Agent", L"path")};
+    if (auto folder = text(settings::kLogPath); !folder.empty()) return LogFolder{folder, Place(settings::kLogPath)};
+    if (auto agent = text(settings::kAgentPath); !agent.empty()) {
+        return LogFolder{agent + L"log", Place(settings::kAgentPath)};
+    }
     return std::nullopt;
 }
 

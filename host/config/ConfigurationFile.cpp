@@ -20,10 +20,8 @@ namespace {
 constexpr char kSection[] = "__dummy__section__";
 // A default that no file holds.
 constexpr char kAbsent[] = "\x01";
-constexpr int kLongestList = 256;
-constexpr char kMainSection[] = "Main";
-constexpr char kAgentId[] = "AgentID";
-constexpr int kNoAgentId = -1;
+constexpr const char* kFile = settings::PlaceOf(settings::Key::AgentFile).narrow;
+constexpr int kLongestList = settings::kPreferredExtSegKSize.longest + 1;
 
 class CIniReader {
 public:
@@ -145,7 +143,7 @@ void TakeNumber(const CIniReader& reader, const std::string& file, ConfigRow& ro
     if (!text) return;
     if (const auto value = reader.Integer(file, row.name.c_str())) {
         row.value = std::int64_t{*value};
-        row.source = "zd.conf";
+        row.source = kFile;
     } else {
         row.warnings.push_back("\"" + *text + "\" is no number: it has no effect");
     }
@@ -155,7 +153,7 @@ void TakeList(const CIniReader& reader, const std::string& file, ConfigRow& row)
     const auto text = reader.Value(file, row.name.c_str());
     if (!text) return;
     row.value = *text;
-    row.source = "zd.conf";
+    row.source = kFile;
     row.warnings = JudgeSizeList(*text);
 }
 
@@ -167,19 +165,20 @@ void AddFileRows(Configuration& configuration, const std::wstring& libraryFolder
         configuration.warnings.push_back("zd.conf cannot be told: there is no hul.dll in " + ToUtf8(libraryFolder));
         return;
     }
-    const std::wstring wideFile = agentFolder + L"zd.conf";
+    const std::wstring wideFile = agentFolder + settings::PlaceOf(settings::Key::AgentFile).wide;
     const auto [file, isWhole] = AnsiPath(wideFile);
     if (!isWhole) {
         configuration.warnings.push_back(ToUtf8(wideFile) +
                                          " holds characters outside the code page: the plug-in does not find it");
     }
     const CFileLayout layout = LayoutOf(wideFile);
-    for (const Setting& setting : AllSettings()) {
-        if (setting.key != SettingsKey::AgentFile) continue;
-        const ConfigValue standard = IsNumber(setting) ? ConfigValue(setting.standard) : ConfigValue(std::string());
-        ConfigRow row{ToUtf8(setting.value), standard, "default", "", standard, {}};
-        IsNumber(setting) ? TakeNumber(reader, file, row) : TakeList(reader, file, row);
-        if (row.source == "zd.conf") row.place = ToUtf8(wideFile);
+    for (const settings::Description& description : settings::kDescriptions) {
+        const Setting& setting = description.setting;
+        if (setting.key != settings::Key::AgentFile) continue;
+        const ConfigValue standard = setting.IsNumber() ? ConfigValue(setting.standard) : ConfigValue(std::string());
+        ConfigRow row{NameOf(setting), standard, "default", "", standard, {}};
+        setting.IsNumber() ? TakeNumber(reader, file, row) : TakeList(reader, file, row);
+        if (row.source == kFile) row.place = ToUtf8(wideFile);
         JudgePlaces(reader, file, layout, row);
         configuration.rows.push_back(std::move(row));
     }
@@ -190,10 +189,10 @@ std::string JudgePoolFile(const std::wstring& libraryFolder, const std::wstring&
     const std::string name = ToUtf8(file);
     if (!reader) return "connecting registers the pool where " + name + " holds an AgentID";
     const std::string narrow = AnsiPath(file).text;
-    const auto agent = reader.Integer(narrow, kAgentId, kMainSection);
-    if (agent && *agent != kNoAgentId) return "connecting registers the pool with " + name;
+    const auto agent = reader.Integer(narrow, settings::kAgentId.name.narrow, settings::kPoolFileSection);
+    if (agent && *agent != settings::kAgentId.Standard<int>()) return "connecting registers the pool with " + name;
     std::string text = name + " holds no AgentID in [Main], so that connecting does not register the pool";
-    if (reader.Value(narrow, kAgentId)) text += "; the one outside the section is not read";
+    if (reader.Value(narrow, settings::kAgentId.name.narrow)) text += "; the one outside the section is not read";
     return text;
 }
 

@@ -34,68 +34,72 @@ public:
     }
 
 private:
-    ConfigRow& Row(const std::string& name) {
+    ConfigRow& Row(const Setting& setting) {
         for (ConfigRow& row : m_configuration.rows) {
-            if (row.name == name) return row;
+            if (row.name == setting.name.narrow) return row;
         }
-        throw CFailure("no row " + name);
+        throw CFailure("no row " + NameOf(setting));
     }
 
     // Whether the number in force is above those that have a meaning of their own.
-    bool IsAbove(const std::string& name) { return Number(name) > FindSetting(SettingsKey::Zdvfs, ToWide(name)).most; }
+    bool IsAbove(const Setting& setting) { return Number(setting) > setting.most; }
 
-    std::int64_t Number(const std::string& name) { return std::get<std::int64_t>(Row(name).value); }
+    std::int64_t Number(const Setting& setting) { return std::get<std::int64_t>(Row(setting).value); }
 
-    void WarnIfSet(const std::string& name, const std::string& text) {
-        ConfigRow& row = Row(name);
+    void WarnIfSet(const Setting& setting, const std::string& text) {
+        ConfigRow& row = Row(setting);
         if (row.source != "default") row.warnings.push_back(text);
     }
 
     void JudgeAgentType() {
         // Above 3, a type is how one asks for the agent's own file.
-        if (!IsAbove("AgentType") || Row("ConfigFilePath").source != "default") return;
-        WarnIfSet("AgentType", std::to_string(Number("AgentType")) +
-                                   " is no agent type with a meaning of its own (0 to 3): it only hands over the file "
-                                   "of Agent\\ConfigFilePath");
+        if (!IsAbove(settings::kAgentType) || Row(settings::kAgentConfigFile).source != "default") return;
+        WarnIfSet(settings::kAgentType,
+                  std::to_string(Number(settings::kAgentType)) +
+                      " is no agent type with a meaning of its own (0 to 3): it only hands over the file "
+                      "of Agent\\ConfigFilePath");
     }
 
     void JudgeNames() {
-        const std::int64_t highest = Number("HighestValidNameChar");
+        const std::int64_t highest = Number(settings::kHighestValidNameChar);
         const std::int64_t counts = highest & 0xFFFF;
-        if (IsAbove("HighestValidNameChar")) {
-            Row("HighestValidNameChar").value = counts;
-            WarnIfSet("HighestValidNameChar", "only the low 16 bits of " + std::to_string(highest) + " count");
+        if (IsAbove(settings::kHighestValidNameChar)) {
+            Row(settings::kHighestValidNameChar).value = counts;
+            WarnIfSet(settings::kHighestValidNameChar, "only the low 16 bits of " + std::to_string(highest) + " count");
         }
         if (counts != 0 && counts < L'\\') {
-            WarnIfSet("HighestValidNameChar", "\"\\\" is a higher character: every name that holds one is refused");
+            WarnIfSet(settings::kHighestValidNameChar,
+                      "\"\\\" is a higher character: every name that holds one is refused");
         }
     }
 
     void JudgeFragments() {
-        if (IsAbove("MaxOpenFragments")) {
-            WarnIfSet("MaxOpenFragments", "as a signed number it is below 0: a handle keeps one fragment open");
+        if (IsAbove(settings::kMaxOpenFragments)) {
+            WarnIfSet(settings::kMaxOpenFragments,
+                      "as a signed number it is below 0: a handle keeps one fragment open");
         }
-        if (Number("EDB DIRECT IO") == 0 && Number("LocalCacheOff") != 0) {
-            WarnIfSet("EDB DIRECT IO", "LocalCacheOff opens written .edb files past the cache all the same");
+        if (Number(settings::kEdbDirectIo) == 0 && Number(settings::kLocalCacheOff) != 0) {
+            WarnIfSet(settings::kEdbDirectIo, "LocalCacheOff opens written .edb files past the cache all the same");
         }
     }
 
     void JudgeTask() {
-        if (Number("TaskTimeAdd") != 0 && !IsAbove("TaskTimeAdd")) return;
-        WarnIfSet("TaskTimeAdd", "the renewal of the storage task is off");
-        WarnIfSet("TaskCloseWait", "it has no effect: TaskTimeAdd turns the renewal off");
+        if (Number(settings::kTaskTimeAdd) != 0 && !IsAbove(settings::kTaskTimeAdd)) return;
+        WarnIfSet(settings::kTaskTimeAdd, "the renewal of the storage task is off");
+        WarnIfSet(settings::kTaskCloseWait, "it has no effect: TaskTimeAdd turns the renewal off");
     }
 
     void JudgeLog() {
-        const std::int64_t level = Number("DebugLevel");
+        const std::int64_t level = Number(settings::kDebugLevel);
         if (level > kLargestSigned) {
-            WarnIfSet("DebugLevel", "as a signed number it is below 1 and counts as 1");
+            WarnIfSet(settings::kDebugLevel, "as a signed number it is below 1 and counts as 1");
         } else if (level > kNotice && level != kTrace) {
-            WarnIfSet("DebugLevel", "the plug-in's own lines have the levels 1, 2, 3 and 6: " + std::to_string(level) +
-                                        " shows the same as " + std::to_string(level < kTrace ? kNotice : kTrace));
+            WarnIfSet(settings::kDebugLevel,
+                      "the plug-in's own lines have the levels 1, 2, 3 and 6: " + std::to_string(level) +
+                          " shows the same as " + std::to_string(level < kTrace ? kNotice : kTrace));
         }
         std::string off;
-        if (Number("LogSuppressRepeatedMessages") == 0) {
+        if (Number(settings::kLogSuppressRepeatedMessages) == 0) {
             off = "it has no effect: LogSuppressRepeatedMessages is 0";
         } else if (level > kHighestSuppressed && level <= kLargestSigned) {
             // The level in force before a reading is what switches the folding off.
@@ -103,31 +107,33 @@ private:
                 "DebugLevel is above 2: folding ends at the GetProtocol or refresh after the one that brings this "
                 "level "
                 "into force";
-            WarnIfSet("LogSuppressRepeatedMessages", off);
+            WarnIfSet(settings::kLogSuppressRepeatedMessages, off);
         }
         if (!off.empty()) {
-            for (const char* name : {"LogNumMsgs", "LogOccurLimit", "LogTimeLimit", "LogNumCharsForMatch"}) {
-                WarnIfSet(name, off);
+            for (const Setting* limit : {&settings::kLogNumMsgs, &settings::kLogOccurLimit, &settings::kLogTimeLimit,
+                                         &settings::kLogNumCharsForMatch}) {
+                WarnIfSet(*limit, off);
             }
         }
-        for (const char* name : {"LogOccurLimit", "LogNumCharsForMatch"}) {
-            if (IsAbove(name)) WarnIfSet(name, "as a signed number it is below 0");
+        for (const Setting* limit : {&settings::kLogOccurLimit, &settings::kLogNumCharsForMatch}) {
+            if (IsAbove(*limit)) WarnIfSet(*limit, "as a signed number it is below 0");
         }
     }
 
     // A known name in a key that is not its own. The agent keeps values of its own beside the plug-in's, so others are
     // let alone there.
     void JudgeKeys() {
-        const std::wstring zdvfs = NameOf(SettingsKey::Zdvfs);
-        const std::wstring agent = NameOf(SettingsKey::Agent);
-        for (const std::wstring& below : {std::wstring(), zdvfs, agent, std::wstring(kPoolListKey)}) {
+        const std::wstring zdvfs = PlaceOf(settings::Key::Zdvfs).wide;
+        const std::wstring agent = PlaceOf(settings::Key::Agent).wide;
+        for (const std::wstring& below : {std::wstring(), zdvfs, agent, std::wstring(settings::kPoolListKey)}) {
             for (const std::wstring& name : ValueNames(m_configuration.tree, below)) {
                 std::string elsewhere;
                 bool known = false;
-                for (const Setting& setting : Settings()) {
-                    if (!IsName(setting.value, name)) continue;
-                    known = known || NameOf(setting.key) == below;
-                    elsewhere += (elsewhere.empty() ? "" : " and ") + ToUtf8(NameOf(setting.key));
+                for (const SettingOption& option : SettingOptions()) {
+                    if (!IsName(option.setting.name.wide, name)) continue;
+                    const settings::Name& place = PlaceOf(option.setting.key);
+                    known = known || place.wide == below;
+                    elsewhere.append(elsewhere.empty() ? "" : " and ").append(place.narrow);
                 }
                 if (known || (elsewhere.empty() && below != zdvfs)) continue;
                 std::string text = ToUtf8(below);

@@ -10,12 +10,9 @@ namespace zd::host {
 
 namespace {
 
-constexpr std::size_t kLongestList = 255;
-
+constexpr std::size_t kLongestList = settings::kPreferredExtSegKSize.longest;
 // In KiB: the size is a signed 32-bit number of bytes.
-std::int64_t LargestSize() {
-    return FindSetting(SettingsKey::AgentFile, L"PREFERRED_EXT_SEGKSIZE").most;
-}
+constexpr std::int64_t kLargestSize = settings::kPreferredExtSegKSize.most;
 
 // Looks at one item after the other, in the order in which the plug-in compares them with a name.
 class CListJudge {
@@ -24,8 +21,8 @@ public:
         const std::string quoted = "\"" + extension + "\"";
         if (!hasSize) {
             Warn("the size of " + quoted + " is no number and counts as 0");
-        } else if (size < 0 || size > LargestSize()) {
-            Warn("the size of " + quoted + " does not fit: KiB from 0 to " + std::to_string(LargestSize()));
+        } else if (size < 0 || size > kLargestSize) {
+            Warn("the size of " + quoted + " does not fit: KiB from 0 to " + std::to_string(kLargestSize));
         }
         const auto wide = TryToWide(extension);
         if (extension.empty()) {

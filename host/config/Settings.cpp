@@ -12,8 +12,7 @@ namespace zd::host {
 
 namespace {
 
-constexpr wchar_t kPoolFile[] = L"ConfigFilePath";
-constexpr wchar_t kPoolDirectory[] = L"TopLevelDirectory";
+constexpr const wchar_t* kPoolValues[] = {settings::kPoolConfigFile.name.wide, settings::kTopLevelDirectory.name.wide};
 
 std::wstring PathOf(SettingsTree tree, const std::wstring& below) {
     return below.empty() ? RootOf(tree) : RootOf(tree) + (L"\\" + below);
@@ -185,55 +184,59 @@ std::vector<std::wstring> ValueNames(SettingsTree tree, const std::wstring& belo
 }
 
 void StoreNumber(SettingsTree tree, const Setting& setting, std::uint32_t number) {
-    CKey::Create(PathOf(tree, NameOf(setting.key))).Store(setting.value, REG_DWORD, &number, sizeof(number));
+    CKey::Create(PathOf(tree, PlaceOf(setting.key).wide)).Store(setting.name.wide, REG_DWORD, &number, sizeof(number));
 }
 
 void StoreText(SettingsTree tree, const Setting& setting, const std::wstring& text) {
-    CKey::Create(PathOf(tree, NameOf(setting.key))).StoreString(setting.value, text);
+    CKey::Create(PathOf(tree, PlaceOf(setting.key).wide)).StoreString(setting.name.wide, text);
 }
 
 void StorePoolFile(SettingsTree tree, const std::wstring& pool, const std::wstring& file) {
-    CKey::Create(PathOf(tree, std::wstring(kPoolListKey) + L"\\" + pool)).StoreString(kPoolFile, file);
+    CKey::Create(PathOf(tree, std::wstring(settings::kPoolListKey) + L"\\" + pool))
+        .StoreString(settings::kPoolConfigFile.name.wide, file);
 }
 
 void ClearSettings(SettingsTree tree) {
-    for (const Setting& setting : Settings()) {
-        const CKey key = CKey::Open(PathOf(tree, NameOf(setting.key)), KEY_READ | KEY_WRITE);
-        if (key) key.Remove(setting.value);
+    for (const SettingOption& option : SettingOptions()) {
+        const CKey key = CKey::Open(PathOf(tree, PlaceOf(option.setting.key).wide), KEY_READ | KEY_WRITE);
+        if (key) key.Remove(option.setting.name.wide);
     }
     std::vector<std::wstring> pools;
     {
-        const CKey list = CKey::Open(PathOf(tree, kPoolListKey), KEY_READ);
+        const CKey list = CKey::Open(PathOf(tree, settings::kPoolListKey), KEY_READ);
         if (list) pools = list.Subkeys();
     }
     for (const std::wstring& pool : pools) {
-        const std::wstring below = std::wstring(kPoolListKey) + L"\\" + pool;
+        const std::wstring below = std::wstring(settings::kPoolListKey) + L"\\" + pool;
         {
             const CKey key = CKey::Open(PathOf(tree, below), KEY_READ | KEY_WRITE);
             if (!key) continue;
-            key.Remove(kPoolFile);
-            key.Remove(kPoolDirectory);
+            for (const wchar_t* name : kPoolValues) key.Remove(name);
         }
         RemoveIfEmpty(tree, below);
     }
-    for (const wchar_t* below : {kPoolListKey, L"ZDVFS", L"Agent", L""}) RemoveIfEmpty(tree, below);
+    for (const wchar_t* below :
+         {settings::kPoolListKey, PlaceOf(settings::Key::Zdvfs).wide, PlaceOf(settings::Key::Agent).wide, L""}) {
+        RemoveIfEmpty(tree, below);
+    }
 }
 
 bool ShowSettings(SettingsTree tree, const std::function<void(const std::wstring&)>& line) {
     if (!CKey::Open(RootOf(tree), KEY_READ)) return false;
-    for (const Setting& setting : Settings()) {
-        const CKey key = CKey::Open(PathOf(tree, NameOf(setting.key)), KEY_READ);
-        if (!key) continue;
-        const auto shown = key.Shown(setting.value);
-        if (shown) line(std::wstring(NameOf(setting.key)) + L"\\" + *shown);
-    }
-    const CKey list = CKey::Open(PathOf(tree, kPoolListKey), KEY_READ);
-    if (!list) return true;
-    for (const std::wstring& pool : list.Subkeys()) {
-        const std::wstring below = std::wstring(kPoolListKey) + L"\\" + pool;
+    for (const SettingOption& option : SettingOptions()) {
+        const std::wstring below = PlaceOf(option.setting.key).wide;
         const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
         if (!key) continue;
-        for (const wchar_t* name : {kPoolFile, kPoolDirectory}) {
+        const auto shown = key.Shown(option.setting.name.wide);
+        if (shown) line(below + L"\\" + *shown);
+    }
+    const CKey list = CKey::Open(PathOf(tree, settings::kPoolListKey), KEY_READ);
+    if (!list) return true;
+    for (const std::wstring& pool : list.Subkeys()) {
+        const std::wstring below = std::wstring(settings::kPoolListKey) + L"\\" + pool;
+        const CKey key = CKey::Open(PathOf(tree, below), KEY_READ);
+        if (!key) continue;
+        for (const wchar_t* name : kPoolValues) {
             const auto shown = key.Shown(name);
             line(below + L"\\" + (shown ? *shown : name + std::wstring(L" is not set")));
         }

@@ -19,9 +19,6 @@ enum class SettingsTree { Present, Former };
 // "SOFTWARE\Orvane\Zendra" or "SOFTWARE\Halvern\Zendra".
 const wchar_t* RootOf(SettingsTree tree);
 
-// The subkey of the pools.
-constexpr wchar_t kPoolListKey[] = L"ZDVFS\\SpaList";
-
 // True where only the former maker's tree exists, which is then the one in use.
 bool FormerTreeInUse();
 

@@ -1,24 +1,35 @@
 #include "base/RegistryKey.h"
 
 #include <algorithm>
+#include <string_view>
+
+#include "ZdvfsSettings.h"
 
 namespace zd {
 namespace {
 
 constexpr DWORD kLongestText = 32767;
 
-constexpr CVendorTree kMaker = {
-    L"SOFTWARE\\Orvane\\Zendra",
-    L"SOFTWARE\\Orvane\\Zendra\\ZDVFS",
-    L"SOFTWARE\\Orvane\\Zendra\\Agent",
-    L"SOFTWARE\\Orvane\\Zendra\\ZDVFS\\SpaList",
-};
-constexpr CVendorTree kFormerMaker = {
-    L"SOFTWARE\\Halvern\\Zendra",
-    L"SOFTWARE\\Halvern\\Zendra\\ZDVFS",
-    L"SOFTWARE\\Halvern\\Zendra\\Agent",
-    L"SOFTWARE\\Halvern\\Zendra\\ZDVFS\\SpaList",
-};
+// Writes the path of a key below `root`.
+template <std::size_t Size>
+constexpr void SetPath(wchar_t (&path)[Size], std::wstring_view root, std::wstring_view below) {
+    wchar_t* const end = std::ranges::copy(root, path).out;
+    *end = L'\\';
+    std::ranges::copy(below, end + 1);
+}
+
+constexpr CVendorTree TreeOf(std::wstring_view root) {
+    namespace settings = zdvfs::settings;
+    CVendorTree tree{};
+    std::ranges::copy(root, tree.product);
+    SetPath(tree.settings, root, settings::PlaceOf(settings::Key::Zdvfs).wide);
+    SetPath(tree.agent, root, settings::PlaceOf(settings::Key::Agent).wide);
+    SetPath(tree.spaList, root, settings::kPoolListKey);
+    return tree;
+}
+
+constexpr CVendorTree kMaker = TreeOf(L"SOFTWARE\\Orvane\\Zendra");
+constexpr CVendorTree kFormerMaker = TreeOf(L"SOFTWARE\\Halvern\\Zendra");
 
 }  // namespace
 

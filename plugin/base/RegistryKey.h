@@ -66,10 +66,10 @@ std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name);
 
 // The keys of the product, below HKEY_LOCAL_MACHINE, in the tree of the maker or of the former maker.
 struct CVendorTree {
-    const wchar_t* product;
-    const wchar_t* settings;
-    const wchar_t* agent;
-    const wchar_t* spaList;
+    wchar_t product[48];
+    wchar_t settings[48];
+    wchar_t agent[48];
+    wchar_t spaList[48];
 };
 
 // Whether only the former maker's tree exists.

@@ -6,14 +6,12 @@
 namespace zd {
 namespace {
 
-constexpr DWORD kAgentPathUnits = 1024;
-
 // The agent's directory as its key gives it, empty where the value cannot be used.
 std::wstring PathFromRegistry(bool formerMaker) {
     CRegistryKey key;
     if (key.Open(VendorTree(formerMaker).agent, KEY_READ) != ERROR_SUCCESS) return {};
-    CTextValue value(kAgentPathUnits);
-    if (value.Query(key.Get(), L"path") != ERROR_SUCCESS) return {};
+    CTextValue value(settings::kAgentPath.longest + 1);
+    if (value.Query(key.Get(), settings::kAgentPath.name.wide) != ERROR_SUCCESS) return {};
     if (value.Type() != REG_SZ && value.Type() != REG_EXPAND_SZ) return {};
     const DWORD size = value.Size();
     if (size == 0 || size % sizeof(wchar_t) != 0) return {};
@@ -70,12 +68,13 @@ std::string AnsiPath(const std::wstring& path) {
 
 DWORD ReadAgentType() noexcept {
     const CVendorTree& tree = VendorTree(OnlyFormerMakerTree());
-    for (const wchar_t* path : {tree.settings, tree.agent}) {
+    const auto read = [](const wchar_t* path, const settings::Setting& setting) -> std::optional<DWORD> {
         CRegistryKey key;
-        if (key.Open(path, KEY_READ) != ERROR_SUCCESS) continue;
-        if (const auto type = ReadDword(key.Get(), L"AgentType")) return *type;
-    }
-    return 0;
+        if (key.Open(path, KEY_READ) != ERROR_SUCCESS) return std::nullopt;
+        return ReadDword(key.Get(), setting.name.wide);
+    };
+    if (const auto type = read(tree.settings, settings::kAgentType)) return *type;
+    return settings::kAgentKeyType.InForce(read(tree.agent, settings::kAgentKeyType));
 }
 
 }  // namespace zd

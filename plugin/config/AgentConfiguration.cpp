@@ -10,6 +10,8 @@
 #include "hul.h"
 
 namespace zd {
+namespace settings = zdvfs::settings;
+
 namespace {
 
 constexpr int kExtensionUnits = 256;
@@ -46,15 +48,19 @@ void ParseSegmentSizes(const char* list, CAgentConfiguration& configuration) {
 }
 
 CAgentConfiguration ReadAgentConfiguration() {
-    constexpr int kListBytes = 256;
-    const std::string file = AnsiPath(std::wstring(AgentPath().view()) + L"zd.conf");
+    constexpr const settings::Setting& kList = settings::kPreferredExtSegKSize;
+    constexpr int kListBytes = kList.longest + 1;
+    const std::string file = AnsiPath(std::wstring(AgentPath().view()) + settings::PlaceOf(kList.key).wide);
     const char* const section = kHulSectionOfLooseKeys;
+    const auto read = [&](const settings::Setting& setting) {
+        return ::InifileGetIntegerA(file.c_str(), section, setting.name.narrow, setting.Standard<int>());
+    };
     CAgentConfiguration configuration;
-    configuration.compression = ::InifileGetIntegerA(file.c_str(), section, "IFS_COMPRESSION", 0);
-    configuration.encryption = ::InifileGetIntegerA(file.c_str(), section, "ENCRYPTION", 0);
-    configuration.restoreDecryptLocal = ::InifileGetIntegerA(file.c_str(), section, "RESTORE_DECRYPT_LOCAL", 1);
+    configuration.compression = read(settings::kIfsCompression);
+    configuration.encryption = read(settings::kEncryption);
+    configuration.restoreDecryptLocal = read(settings::kRestoreDecryptLocal);
     char list[kListBytes] = {};
-    ::InifileGetValueA(file.c_str(), section, "PREFERRED_EXT_SEGKSIZE", "", list, kListBytes);
+    ::InifileGetValueA(file.c_str(), section, kList.name.narrow, "", list, kListBytes);
     list[kListBytes - 1] = '\0';
     ParseSegmentSizes(list, configuration);
     return configuration;

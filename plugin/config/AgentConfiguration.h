@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "ZdvfsSettings.h"
+
 namespace zd {
 
 // The preferred segment size of one extension. An extension carries no dot.
@@ -14,9 +16,9 @@ struct CExtensionSegment {
 };
 
 struct CAgentConfiguration {
-    std::int32_t compression = 0;
-    std::int32_t encryption = 0;
-    std::int32_t restoreDecryptLocal = 1;
+    std::int32_t compression = zdvfs::settings::kIfsCompression.Standard<std::int32_t>();
+    std::int32_t encryption = zdvfs::settings::kEncryption.Standard<std::int32_t>();
+    std::int32_t restoreDecryptLocal = zdvfs::settings::kRestoreDecryptLocal.Standard<std::int32_t>();
     std::vector<CExtensionSegment> segments;
     std::uint32_t edbSegmentSize = 0;  // bytes
 };

@@ -11,15 +11,14 @@
 #include "base/Locks.h"
 #include "base/ProcessWide.h"
 #include "base/SharedString.h"
+#include "ZdvfsSettings.h"
 
 namespace zd {
 
-// The name of a setting. Settings are told apart by the identity of their name object, not by its text.
-struct CSettingName {
-    const wchar_t* text;
-};
+namespace settings = zdvfs::settings;
 
-using CSettingsMap = std::map<const CSettingName*, DWORD>;
+// Settings are told apart by the identity of their objects, not by the texts of their names.
+using CSettingsMap = std::map<const settings::Setting*, DWORD>;
 
 // What the pool scan remembers of a configuration file, by its full path.
 struct CScannedPool {

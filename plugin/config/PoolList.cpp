@@ -10,17 +10,15 @@ namespace zd {
 namespace {
 
 constexpr DWORD kPoolNameUnits = 260;
-constexpr int kNoAgentId = -1;
 constexpr wchar_t kConfigurationFilter[] = L"*.cfg";
 constexpr std::size_t kConfigurationEnding = 4;  // ".cfg"
-constexpr wchar_t kConfigFilePath[] = L"ConfigFilePath";
 
 DWORD RegisterPool(const std::wstring& pool, const std::wstring& configurationFile) {
     const std::wstring list = VendorTree(OnlyFormerMakerTree()).spaList;
     CRegistryKey key;
     LSTATUS status = key.Create(list.c_str());
     if (status == ERROR_SUCCESS) status = key.Create((list + L"\\" + pool).c_str());
-    if (status == ERROR_SUCCESS) status = key.SetText(kConfigFilePath, configurationFile);
+    if (status == ERROR_SUCCESS) status = key.SetText(settings::kPoolConfigFile.name.wide, configurationFile);
     return status == ERROR_SUCCESS ? ERROR_SUCCESS : kPoolNotRegistered;
 }
 
@@ -39,7 +37,10 @@ void ScanFile(const std::wstring& directory, const WIN32_FIND_DATAW& entry) {
     const std::string file = AnsiPath(path);
     ::InifileReleaseA(file.c_str());
     DWORD outcome = ERROR_SUCCESS;
-    if (::InifileGetIntegerA(file.c_str(), "Main", "AgentID", kNoAgentId) != kNoAgentId) {
+    constexpr int kNoAgentId = settings::kAgentId.Standard<int>();
+    const int agentId =
+        ::InifileGetIntegerA(file.c_str(), settings::kPoolFileSection, settings::kAgentId.name.narrow, kNoAgentId);
+    if (agentId != kNoAgentId) {
         outcome = RegisterPool(name.substr(0, name.size() - kConfigurationEnding), path);
     }
     CConfigState& state = ConfigState();
@@ -62,7 +63,7 @@ std::optional<std::wstring> FindConfigurationFile(DWORD agentType, const std::ws
     if (inPoolList) path.append(L"\\").append(pool);
     CRegistryKey key;
     if (key.Open(path.c_str(), KEY_READ) != ERROR_SUCCESS) return std::nullopt;
-    return ReadText(key.Get(), kConfigFilePath);
+    return ReadText(key.Get(), (inPoolList ? settings::kPoolConfigFile : settings::kAgentConfigFile).name.wide);
 }
 
 void ScanForPools() {

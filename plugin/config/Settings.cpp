@@ -1,5 +1,8 @@
 #include "config/Settings.h"
 
+#include <algorithm>
+#include <array>
+
 #include "base/RegistryKey.h"
 #include "config/ConfigState.h"
 #include "log/Log.h"
@@ -7,10 +10,20 @@
 namespace zd {
 namespace {
 
-constexpr const CSettingName* kSettings[] = {
-    &kMaxOpenFragments, &kTaskCloseWait,        &kTaskTimeAdd, &kSyncFileCount,
-    &kDebugLevel,       &kHighestValidNameChar, &kEdbDirectIo,
-};
+constexpr bool IsInMap(const settings::Description& description) {
+    return description.setting.isInMap;
+}
+
+// Picked out by the compiler, so that the table's words do not come along.
+constexpr auto kMapSettings = [] {
+    constexpr auto kCount = std::ranges::count_if(settings::kDescriptions, &IsInMap);
+    std::array<const settings::Setting*, static_cast<std::size_t>(kCount)> picked{};
+    auto next = picked.begin();
+    for (const settings::Description& description : settings::kDescriptions) {
+        if (IsInMap(description)) *next++ = &description.setting;
+    }
+    return picked;
+}();
 
 }  // namespace
 
@@ -34,34 +47,29 @@ void LoadSettings() {
     const HKEY key = state.m_settingsKey;
     if (key == nullptr) return;
     CSettingsMap fresh;
-    for (const CSettingName* name : kSettings) {
-        if (const auto value = ReadDword(key, name->text)) fresh.emplace(name, *value);
+    for (const settings::Setting* setting : kMapSettings) {
+        if (const auto value = ReadDword(key, setting->name.wide)) fresh.emplace(setting, *value);
     }
     const CAutoCriticalSection held(state.m_lock);
     state.m_settings.swap(fresh);
 }
 
-std::optional<DWORD> FindSetting(const CSettingName& name) noexcept {
+std::optional<DWORD> FindSetting(const settings::Setting& setting) noexcept {
     CConfigState& state = ConfigState();
     const CAutoCriticalSection held(state.m_lock);
-    const auto found = state.m_settings.find(&name);
+    const auto found = state.m_settings.find(&setting);
     if (found == state.m_settings.end()) return std::nullopt;
     return found->second;
 }
 
-DWORD SettingOr(const CSettingName& name, DWORD defaultValue) noexcept {
-    return FindSetting(name).value_or(defaultValue);
-}
-
-DWORD NonZeroSettingOr(const CSettingName& name, DWORD defaultValue) noexcept {
-    const DWORD value = SettingOr(name, defaultValue);
-    return value != 0 ? value : defaultValue;
+DWORD SettingInForce(const settings::Setting& setting) noexcept {
+    return setting.InForce(FindSetting(setting));
 }
 
 void CopyHighestValidNameChar() noexcept {
     CConfigState& state = ConfigState();
     const CAutoCriticalSection held(state.m_lock);
-    const auto highest = static_cast<std::uint16_t>(SettingOr(kHighestValidNameChar, 0) & 0xFFFF);
+    const auto highest = static_cast<std::uint16_t>(SettingInForce(settings::kHighestValidNameChar) & 0xFFFF);
     state.m_highestValidNameChar.store(highest, std::memory_order_relaxed);
 }
 

@@ -10,6 +10,7 @@
 
 #include "base/SharedString.h"
 #include "files/WordCollection.h"
+#include "ZdvfsSettings.h"
 
 namespace zd {
 
@@ -83,7 +84,7 @@ private:
     WORDCollection m_table;
     const CWideString m_unconnectedRoot;  // kept, so that going back to it cannot fail
     CWideString m_root;
-    std::int32_t m_fragmentLimit = 100;
+    std::int32_t m_fragmentLimit = zdvfs::settings::kMaxOpenFragments.Standard<std::int32_t>();
 };
 
 }  // namespace zd

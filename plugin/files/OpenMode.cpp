@@ -14,8 +14,7 @@ std::uint32_t OpenModeOf(DWORD access, const wchar_t* name) noexcept {
     const std::size_t length = std::wstring_view(name).size();
     const bool isDatabase = length >= kEndingLength && CompareNoCase(name + length - kEndingLength, kEnding) == 0;
     if (!isDatabase) return kZdvfsReadWrite;
-    const auto directIo = FindSetting(kEdbDirectIo);
-    return !directIo || *directIo > 0 ? kZdvfsWriteOnly : kZdvfsReadWrite;
+    return SettingInForce(settings::kEdbDirectIo) != 0 ? kZdvfsWriteOnly : kZdvfsReadWrite;
 }
 
 std::size_t ReplaceCharacter(std::wstring& text, wchar_t from, wchar_t to) noexcept {

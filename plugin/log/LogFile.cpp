@@ -14,13 +14,15 @@
 #include "base/Format.h"
 #include "base/RegistryKey.h"
 #include "base/Times.h"
+#include "ZdvfsSettings.h"
 
 namespace zd {
+namespace settings = zdvfs::settings;
+
 namespace {
 
 constexpr std::size_t kPathSize = 1024;
 constexpr std::size_t kValueSize = 1024;
-constexpr std::size_t kLongestDirectory = 766;
 
 enum class Value { kAbsent, kText, kTooLong };
 
@@ -48,19 +50,19 @@ bool Fits(int length) noexcept {
 // False where the key names no directory, or one that is too long.
 bool BuildPath(HKEY agent, const char* baseName, char (&path)[kPathSize]) noexcept {
     char directory[kValueSize + 1];
-    switch (ReadNarrow(agent, "logpath", directory)) {
+    switch (ReadNarrow(agent, settings::kLogPath.name.narrow, directory)) {
         case Value::kTooLong:
             return false;
         case Value::kText: {
             const std::size_t length = std::strlen(directory);
-            if (length > kLongestDirectory) return false;
+            if (length > settings::kLogPath.longest) return false;
             const char* separator = IsSeparator(directory[length - 1]) ? "" : "\\";
             return Fits(FormatBuffer(path, kPathSize, "%s%s%s.LOG", directory, separator, baseName));
         }
         case Value::kAbsent:
             break;
     }
-    if (ReadNarrow(agent, "path", directory) != Value::kText) return false;
+    if (ReadNarrow(agent, settings::kAgentPath.name.narrow, directory) != Value::kText) return false;
     return Fits(FormatBuffer(path, kPathSize, "%slog\\%s.LOG", directory, baseName));
 }
 

@@ -12,11 +12,22 @@
 #include "base/Times.h"
 #include "log/LogInitialise.h"
 #include "log/LogState.h"
+#include "ZdvfsSettings.h"
 
 namespace zd {
+namespace settings = zdvfs::settings;
+
 namespace {
 
-constexpr DWORD kDefaultInterval = 60;  // seconds
+// The values that a host gets with its logger are the defaults of the settings that replace them.
+static_assert(settings::kLogSuppressRepeatedMessages.standard == LogSuppressor::kDefaultEnabled);
+static_assert(settings::kLogNumMsgs.standard == LogSuppressor::kDefaultMaxMessages);
+static_assert(settings::kLogOccurLimit.standard == LogSuppressor::kDefaultOccurrenceLimit);
+static_assert(settings::kLogTimeLimit.standard == LogSuppressor::kDefaultTimeLimit);
+static_assert(settings::kLogNumCharsForMatch.standard == LogSuppressor::kDefaultCharsForMatch);
+static_assert(settings::kLogSuppressorUpdateInterval.standard == CLogger::kDefaultUpdateInterval);
+static_assert(settings::kDebugLevel.standard == CLogger::kDefaultLevel);
+
 constexpr std::int32_t kHighestSuppressed = 2;
 
 std::string_view MatchedPart(const LogSuppressor& suppressor, const std::string& text) noexcept {
@@ -84,26 +95,26 @@ void Remember(LogSuppressor& suppressor, LogRecord&& record, time_t now) {
     static_cast<void>(owned.release());
 }
 
-std::optional<DWORD> ReadSetting(CLogger& logger, const wchar_t* name) noexcept {
+std::optional<DWORD> ReadSetting(CLogger& logger, const settings::Setting& setting) noexcept {
     const HKEY key = std::atomic_ref<HKEY>(logger.settingsKey).load(std::memory_order_acquire);
     if (key == nullptr) return std::nullopt;
-    return ReadDword(key, name);
+    return ReadDword(key, setting.name.wide);
 }
 
 template <class Number>
-void ReplaceByNonZero(CLogger& logger, const wchar_t* name, Number& number) noexcept {
-    if (const DWORD value = ReadSetting(logger, name).value_or(0); value != 0) number = static_cast<Number>(value);
+void ReplaceByNonZero(CLogger& logger, const settings::Setting& setting, Number& number) noexcept {
+    if (const DWORD value = ReadSetting(logger, setting).value_or(0); value != 0) number = static_cast<Number>(value);
 }
 
 void ReadSettings(CLogger& logger, time_t now) noexcept {
     LogSuppressor& suppressor = logger.suppressor;
-    const DWORD interval = ReadSetting(logger, L"LogSuppressorUpdateInterval").value_or(kDefaultInterval);
-    logger.settingsUpdateInterval = interval != 0 ? interval : kDefaultInterval;
-    ReplaceByNonZero(logger, L"LogNumMsgs", suppressor.maxMessages);
-    ReplaceByNonZero(logger, L"LogOccurLimit", suppressor.occurrenceLimit);
-    ReplaceByNonZero(logger, L"LogTimeLimit", suppressor.timeLimit);
-    ReplaceByNonZero(logger, L"LogNumCharsForMatch", suppressor.charsForMatch);
-    if (const auto enabled = ReadSetting(logger, L"LogSuppressRepeatedMessages")) {
+    constexpr const settings::Setting& kInterval = settings::kLogSuppressorUpdateInterval;
+    logger.settingsUpdateInterval = kInterval.InForce(ReadSetting(logger, kInterval));
+    ReplaceByNonZero(logger, settings::kLogNumMsgs, suppressor.maxMessages);
+    ReplaceByNonZero(logger, settings::kLogOccurLimit, suppressor.occurrenceLimit);
+    ReplaceByNonZero(logger, settings::kLogTimeLimit, suppressor.timeLimit);
+    ReplaceByNonZero(logger, settings::kLogNumCharsForMatch, suppressor.charsForMatch);
+    if (const auto enabled = ReadSetting(logger, settings::kLogSuppressRepeatedMessages)) {
         std::atomic_ref<bool>(suppressor.enabled).store(*enabled != 0, std::memory_order_relaxed);
     }
     logger.settingsLastRead = now;
@@ -111,7 +122,7 @@ void ReadSettings(CLogger& logger, time_t now) noexcept {
 
 void Refresh(CLogger& logger) {
     const time_t now = SecondsNow();
-    const DWORD interval = logger.settingsUpdateInterval != 0 ? logger.settingsUpdateInterval : kDefaultInterval;
+    const DWORD interval = settings::kLogSuppressorUpdateInterval.InForce(logger.settingsUpdateInterval);
     if (now - logger.settingsLastRead > static_cast<time_t>(interval)) ReadSettings(logger, now);
     LogSuppressor& suppressor = logger.suppressor;
     if (EffectiveLevel(logger) > kHighestSuppressed) {

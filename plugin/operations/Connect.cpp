@@ -26,7 +26,7 @@ void ConnectPool(CMount& mount, COpenFiles& files, CFilePolicy& policy, const st
     policy.extensionSegments = std::move(configuration.segments);
     policy.edbSegmentSize = configuration.edbSegmentSize;
     if (configuration.restoreDecryptLocal != 0) block.flags |= kFlagRestoreDecryptLocal;
-    files.SetFragmentLimit(static_cast<std::int32_t>(NonZeroSettingOr(kMaxOpenFragments, kDefaultMaxOpenFragments)));
+    files.SetFragmentLimit(static_cast<std::int32_t>(SettingInForce(settings::kMaxOpenFragments)));
     FillMountBlock(block, agentType, pool, parameters);
 
     mount.Mount();

@@ -46,7 +46,7 @@ void FindConfiguration(ZdvfsMountBlock& block, DWORD agentType, const std::wstri
 
 void FillMountBlock(ZdvfsMountBlock& block, DWORD agentType, const std::wstring& pool,
                     const ConnectParameters& parameters) {
-    block.syncFileCount = SettingOr(kSyncFileCount, kDefaultSyncFileCount);
+    block.syncFileCount = SettingInForce(settings::kSyncFileCount);
     block.five4212 = 5;
     block.one4220 = 1;
     block.poolName = DuplicateText(WideToUtf8(pool).c_str());

@@ -6,6 +6,7 @@
 #include "base/RegistryKey.h"
 #include "base/StorageOwners.h"
 #include "log/Log.h"
+#include "ZdvfsSettings.h"
 
 namespace zd {
 namespace {
@@ -33,7 +34,8 @@ void FindTopLevelDirectory(const CMount& mount, const COpenFiles& files, const s
         if (::ZdvfsStat(marker.c_str(), &status) != 0) continue;
         const std::wstring path = std::wstring(VendorTree(mount.IsFormerMaker()).spaList) + L"\\" + pool;
         CRegistryKey key;
-        if (key.Open(path.c_str()) == ERROR_SUCCESS) key.SetText(L"TopLevelDirectory", Utf8ToWide(name));
+        if (key.Open(path.c_str()) == ERROR_SUCCESS)
+            key.SetText(zdvfs::settings::kTopLevelDirectory.name.wide, Utf8ToWide(name));
         break;
     }
     // Not left to the owner, which would keep an exception from the operation's handlers.

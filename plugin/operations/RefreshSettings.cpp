@@ -24,15 +24,16 @@ void CProtocolManager::ZdRefreshSettings(DWORD value, bool full) {
         NoticeChanges();
         if (!full) {
             LoadSettings();
-            SetLogLevel(static_cast<std::int32_t>(SettingOr(kDebugLevel, kDefaultDebugLevel)));
+            SetLogLevel(static_cast<std::int32_t>(SettingInForce(settings::kDebugLevel)));
             CopyHighestValidNameChar();
             return;
         }
         RecordActivity(value);
-        const DWORD level = SettingOr(kDebugLevel, 0);
+        // Not the log's default: where nothing is stored, the storage is to say nothing.
+        const DWORD level = FindSetting(settings::kDebugLevel).value_or(0);
         SetLogLevelOfMounts(m_mount.Block(), level);
         DoAddTaskTimeUpdate();
-        SendValueToPools(kZdvfsIoctlSyncFileCount, SettingOr(kSyncFileCount, kDefaultSyncFileCount));
+        SendValueToPools(kZdvfsIoctlSyncFileCount, SettingInForce(settings::kSyncFileCount));
         ScanForPools();
         CopyHighestValidNameChar();
     } catch (...) {

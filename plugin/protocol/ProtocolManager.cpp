@@ -17,7 +17,7 @@ CProtocolManager::CProtocolManager(CLogger* logger) : m_mount(OnlyFormerMakerTre
     DiscoverAgentPath(formerMaker);
     OpenSettingsKey(formerMaker);
     LoadSettings();
-    const std::int32_t level = SetLogLevel(static_cast<std::int32_t>(SettingOr(kDebugLevel, kDefaultDebugLevel)));
+    const std::int32_t level = SetLogLevel(static_cast<std::int32_t>(SettingInForce(settings::kDebugLevel)));
     m_mount.Block().logLevel = static_cast<std::uint32_t>(level);
 }
 

@@ -12,8 +12,6 @@ namespace {
 
 // A host that calls exactly every so many seconds must not come too early.
 constexpr std::int64_t kMargin = 5'000'000;
-constexpr DWORD kDefaultTaskCloseWait = 900;
-constexpr DWORD kDefaultTaskTimeAdd = 600;
 
 bool IsLongerThan(std::int64_t since, std::int64_t now, DWORD seconds) noexcept {
     return now - since > static_cast<std::int64_t>(seconds) * kUnitsPerSecond - kMargin;
@@ -31,8 +29,8 @@ void RecordActivity(DWORD value) noexcept {
 
 void DoAddTaskTimeUpdate() {
     CProtocolState& state = ProtocolState();
-    const DWORD closeWait = NonZeroSettingOr(kTaskCloseWait, kDefaultTaskCloseWait);
-    const DWORD timeAdd = SettingOr(kTaskTimeAdd, kDefaultTaskTimeAdd);
+    const DWORD closeWait = SettingInForce(settings::kTaskCloseWait);
+    const DWORD timeAdd = SettingInForce(settings::kTaskTimeAdd);
     if (static_cast<std::int32_t>(timeAdd) < 1) {
         if (state.m_renewalActive.exchange(false)) SendValueToPools(kZdvfsIoctlTaskTime, 0);
         return;

@@ -23,7 +23,23 @@ sed 's/"default":51200/"default":51201/' list.json >in
 here_runs "$root/packaging/admin-files" --check
 ends 1
 says "is not current"
+sed 's/"when":"pool"/"when":"mount"/' list.json >in
+here_runs "$root/packaging/admin-files" --check
+ends 1
+says "docs/settings.md is not current"
+sed 's/"help":"Fragments of one handle/"help":"Fragments of a handle/' list.json >in
+here_runs "$root/packaging/admin-files" --check
+ends 1
+says "is not current"
 : >in
+# The arguments of the options stand in no table: the document writes them as the program does.
+run setup --help
+ends 0
+sed -nE 's/^\| `(--[^`]+)` \| `(ZDVFS|Agent)\\.*/\1/p' "$root/docs/zdhost.md" | sed 's/\\//' >options
+holds '[ "$(wc -l <options)" -gt 20 ]'
+while read -r option; do
+    holds 'grep -qE -- "^ +${option/|/[|]}( |\$)" <(tr -d "\r" <out)'
+done <options
 run config --list-settings
 ends 0
 prints 'ZDVFS\MaxFileSizeMB: REG_DWORD; MiB, 1 to 4294967295; default 51200 (50 GiB); so does 0; object'
