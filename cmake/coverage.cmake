@@ -20,3 +20,13 @@ function(zd_count_linked_in target)
     endif()
   endforeach()
 endfunction()
+
+# zd_count_header_test(target source...): counts what those tests run of the plug-in's headers. Of the tests themselves
+# nothing is reported.
+function(zd_count_header_test target)
+  if(ZD_COVERAGE)
+    set_source_files_properties(${ARGN} PROPERTIES
+      COMPILE_OPTIONS "${ZD_COVERAGE_OPTIONS}" SKIP_PRECOMPILE_HEADERS ON)
+    target_link_options(${target} PRIVATE --coverage)
+  endif()
+endfunction()

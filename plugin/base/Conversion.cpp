@@ -61,7 +61,8 @@ std::string NameForLog(std::string_view path) {
 }
 
 std::string NameForLog(const char* path) {
-    return path == nullptr ? "(null)" : NameForLog(std::string_view(path));
+    if (path == nullptr) return "(null)";
+    return NameForLog(std::string_view(path));
 }
 
 // Control characters are single units in both forms, so the conversion may come first.
@@ -70,7 +71,8 @@ std::string NameForLog(std::wstring_view name) {
 }
 
 std::string NameForLog(const wchar_t* name) {
-    return name == nullptr ? "(null)" : NameForLog(std::wstring_view(name));
+    if (name == nullptr) return "(null)";
+    return NameForLog(std::wstring_view(name));
 }
 
 std::string_view CutAtCharacter(std::string_view text, std::size_t maxBytes) {

@@ -2,9 +2,12 @@
 #include "base/Conversion.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <clocale>
 #include <map>
+
+#include "harness/ImportPatch.h"
 
 namespace zd::test {
 namespace {
@@ -54,6 +57,22 @@ TEST(Conversion, LongTextsAreWhole) {
     EXPECT_EQ(std::string(1000000, 'x'), WideToUtf8(std::wstring(1000000, L'x')));
     EXPECT_EQ(3000000U, WideToUtf8(std::wstring(1000000, L'\u4e00')).size());
     EXPECT_EQ(1000000U, Utf8ToWide(std::string(1000000, 'x')).size());
+}
+
+int WINAPI RefuseToNarrow(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*) {
+    return 0;
+}
+
+int WINAPI RefuseToWiden(UINT, DWORD, const char*, int, wchar_t*, int) {
+    return 0;
+}
+
+TEST(Conversion, WhatTheSystemDoesNotConvertBecomesEmpty) {
+    const HMODULE program = ::GetModuleHandleW(nullptr);
+    const CImportPatch narrow(program, "WideCharToMultiByte", &RefuseToNarrow);
+    const CImportPatch widen(program, "MultiByteToWideChar", &RefuseToWiden);
+    EXPECT_TRUE(WideToUtf8(L"abc").empty());
+    EXPECT_TRUE(Utf8ToWide("abc").empty());
 }
 
 TEST(NameForLog, EachControlCharacterShowsByItsCode) {

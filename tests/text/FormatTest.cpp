@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 namespace zd::test {
@@ -31,6 +33,23 @@ TEST(Format, TextOfAnyLengthIsWhole) {
         AppendFormat(line, "%s", text.c_str());
         EXPECT_EQ("before " + text, line) << length;
     }
+}
+
+void IgnoreInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {}
+
+// The runtime refuses to store a count unless it was allowed to.
+TEST(Format, AFormatThatTheRuntimeRefusesAppendsNothing) {
+    const _invalid_parameter_handler before = ::_set_invalid_parameter_handler(&IgnoreInvalidParameter);
+    int count = 7;
+    std::string line = "before ";
+    AppendFormat(line, "x%n", &count);
+    EXPECT_EQ("before ", line);
+    EXPECT_EQ("", FormatText("x%n", &count));
+    char buffer[] = "????";
+    EXPECT_GT(0, FormatBuffer(buffer, sizeof buffer, "x%n", &count));
+    EXPECT_STREQ("", buffer);
+    EXPECT_EQ(7, count);
+    ::_set_invalid_parameter_handler(before);
 }
 
 TEST(Format, BufferIsCutAndAlwaysTerminated) {
