@@ -59,20 +59,26 @@ TEST(Conversion, LongTextsAreWhole) {
     EXPECT_EQ(1000000U, Utf8ToWide(std::string(1000000, 'x')).size());
 }
 
-int WINAPI RefuseToNarrow(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*) {
-    return 0;
+// The length that is answered when it is asked for; the conversion itself is refused.
+int g_lengthAnswered;
+
+int WINAPI RefuseToNarrow(UINT, DWORD, const wchar_t*, int, char*, int size, const char*, BOOL*) {
+    return size == 0 ? g_lengthAnswered : 0;
 }
 
-int WINAPI RefuseToWiden(UINT, DWORD, const char*, int, wchar_t*, int) {
-    return 0;
+int WINAPI RefuseToWiden(UINT, DWORD, const char*, int, wchar_t*, int size) {
+    return size == 0 ? g_lengthAnswered : 0;
 }
 
 TEST(Conversion, WhatTheSystemDoesNotConvertBecomesEmpty) {
     const HMODULE program = ::GetModuleHandleW(nullptr);
     const CImportPatch narrow(program, "WideCharToMultiByte", &RefuseToNarrow);
     const CImportPatch widen(program, "MultiByteToWideChar", &RefuseToWiden);
-    EXPECT_TRUE(WideToUtf8(L"abc").empty());
-    EXPECT_TRUE(Utf8ToWide("abc").empty());
+    for (const int length : {0, 3}) {
+        g_lengthAnswered = length;
+        EXPECT_EQ(0U, WideToUtf8(L"abc").size()) << length;
+        EXPECT_EQ(0U, Utf8ToWide("abc").size()) << length;
+    }
 }
 
 TEST(NameForLog, EachControlCharacterShowsByItsCode) {
