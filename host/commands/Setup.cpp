@@ -3,7 +3,7 @@
 
 #include "commands/Arguments.h"
 #include "CommandTable.h"
-#include "config/Settings.h"
+#include "config/RegistrySettings.h"
 #include "text/Failure.h"
 #include "text/LocalPath.h"
 #include "text/Output.h"

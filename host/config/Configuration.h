@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "config/Settings.h"
+#include "config/RegistrySettings.h"
 
 namespace zd::host {
 

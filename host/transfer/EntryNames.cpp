@@ -37,7 +37,7 @@ bool HasHalfCharacter(const std::wstring& name) {
 }
 
 // "x;F1": under such names the pool keeps the parts of a large x.
-bool HasShapeOfPart(const std::wstring& name) {
+bool HasFragmentShape(const std::wstring& name) {
     const std::size_t at = name.rfind(L";F");
     if (at == std::wstring::npos || at + 2 == name.size()) return false;
     return std::all_of(name.begin() + static_cast<std::ptrdiff_t>(at) + 2, name.end(),
@@ -63,7 +63,7 @@ std::string WhyNotLocal(const std::wstring& name) {
 std::string WhyNotRemote(const std::wstring& name) {
     if (name.find_first_of(L"/\\") != std::wstring::npos) return "the name holds a separator";
     if (HasHalfCharacter(name)) return "the name holds half a character";
-    if (HasShapeOfPart(name)) return "the pool keeps the parts of large files under such names";
+    if (HasFragmentShape(name)) return "the pool keeps the parts of large files under such names";
     return "";
 }
 

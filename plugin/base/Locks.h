@@ -9,8 +9,8 @@
 //   call
 //   5. the lock of the mounted pools, or the settings lock: for map work
 //   6. the lock of the logger's first use, then the logger's queue lock
-// A build with ZD_CHECK_LOCK_ORDER ends the process where the order is broken (LockOrder.h). What each lock guards is
-// said in the words of ThreadAnnotations.h.
+// A build with ZD_CHECK_LOCK_ORDER ends the process where the order is broken (LockOrderCheck.h). What each lock guards
+// is said in the words of ThreadAnnotations.h.
 #pragma once
 
 #include <windows.h>
@@ -18,7 +18,7 @@
 #include "base/ThreadAnnotations.h"
 
 #ifdef ZD_CHECK_LOCK_ORDER
-#include "base/LockOrder.h"
+#include "base/LockOrderCheck.h"
 #endif
 
 namespace zd {

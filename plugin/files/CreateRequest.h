@@ -47,7 +47,7 @@ public:
     void LogExit(Handle handle) const noexcept;
 
 private:
-    // CreateArguments.cpp: what is refused
+    // CreateRefusals.cpp: what is refused
     void CheckName() const;
     void CheckDisposition() const;
     void CheckAttributes() const;
@@ -73,8 +73,8 @@ private:
 
     // CreateSecurity.cpp: the stored descriptor
     void DecideSecurity(bool wantsCheck);
-    CUtf8String PathOfStoredSecurity(bool& isPart);
-    void CheckAccess(const char* stored, bool addsPart) const;
+    CUtf8String PathOfStoredSecurity(bool& isFragment);
+    void CheckAccess(const char* stored, bool addsFragment) const;
     void TakeGivenDescriptor();
 
     COpenFiles& m_files;

@@ -1,7 +1,7 @@
 #include "files/OpenMode.h"
 
 #include "base/Conversion.h"
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "IProtocolManager.h"
 #include "zdvfs.h"
 
@@ -15,17 +15,6 @@ std::uint32_t OpenModeOf(DWORD access, const wchar_t* name) noexcept {
     const bool isDatabase = length >= kEndingLength && CompareNoCase(name + length - kEndingLength, kEnding) == 0;
     if (!isDatabase) return kZdvfsReadWrite;
     return SettingInForce(settings::kEdbDirectIo) != 0 ? kZdvfsWriteOnly : kZdvfsReadWrite;
-}
-
-std::size_t ReplaceCharacter(std::wstring& text, wchar_t from, wchar_t to) noexcept {
-    if (from == to) return 0;
-    std::size_t replaced = 0;
-    for (wchar_t& unit : text) {
-        if (unit != from) continue;
-        unit = to;
-        ++replaced;
-    }
-    return replaced;
 }
 
 }  // namespace zd

@@ -1,11 +1,11 @@
 #include "files/SegmentPolicy.h"
 
+#include <cstddef>
 #include <limits>
 #include <string>
 #include <string_view>
 
 #include "base/Conversion.h"
-#include "files/OpenMode.h"
 #include "log/Log.h"
 #include "zdvfs.h"
 
@@ -19,6 +19,18 @@ constexpr int kLengthOfSize = 4;
 std::int32_t Usable(std::uint32_t bytes) noexcept {
     constexpr auto kLargest = static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max());
     return bytes > kLargest ? 0 : static_cast<std::int32_t>(bytes);
+}
+
+// Replaces every `from` by `to`; answers how many, 0 at once when they are equal.
+std::size_t ReplaceCharacter(std::wstring& text, wchar_t from, wchar_t to) noexcept {
+    if (from == to) return 0;
+    std::size_t replaced = 0;
+    for (wchar_t& unit : text) {
+        if (unit != from) continue;
+        unit = to;
+        ++replaced;
+    }
+    return replaced;
 }
 
 bool IsInDatabaseDirectory(const wchar_t* name) {

@@ -1,7 +1,7 @@
 // ZdConnect: mounts a pool and prepares the connection.
 #include "base/Undo.h"
 #include "config/Agent.h"
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "operations/ConnectBlock.h"
 #include "operations/ConnectRoot.h"
 #include "protocol/OperationFrame.h"

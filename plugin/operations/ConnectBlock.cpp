@@ -5,7 +5,7 @@
 #include "base/Conversion.h"
 #include "base/StorageOwners.h"
 #include "config/PoolList.h"
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "log/Log.h"
 #include "protocol/MountBlock.h"
 

@@ -1,7 +1,7 @@
 // ZdRefreshSettings: reads the settings anew, or takes note of the host's activity.
 #include "base/Times.h"
 #include "config/PoolList.h"
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "files/FilesState.h"
 #include "log/Log.h"
 #include "protocol/MountedPools.h"

@@ -70,9 +70,9 @@ void RequireAccessToWhole(const CUtf8String& path) {
     if (buffer.Get()[0] != '\0') RequireStoredAccess(buffer.Get(), kZdAccessWrite);
 }
 
-// Renames between a file and a part of a file.
-void CheckParts(const COpenFiles& files, const CRenamePlan& plan, const CWideString& newName, bool isDirectory,
-                bool replaces) {
+// Renames between a file and a fragment of a file.
+void CheckFragmentNames(const COpenFiles& files, const CRenamePlan& plan, const CWideString& newName, bool isDirectory,
+                        bool replaces) {
     const CWideString whole = BaseOfFragmentShape(newName);
     if (!whole.empty()) {
         const CUtf8String path = files.Translate(whole.c_str());
@@ -96,7 +96,7 @@ void Rename(COpenFiles& files, const CFilePolicy& policy, WORDInfo& record, cons
     CRenamePlan plan(files, record, target);
     WORDCollection::CNewName prepared(target.c_str(), plan.NewPath());
     if (IsSamePath(plan.OldPath(), plan.NewPath())) return;
-    CheckParts(files, plan, target, record.m_isDir, replaces);
+    CheckFragmentNames(files, plan, target, record.m_isDir, replaces);
     // Nothing can move below itself, so nothing is removed for it.
     if (replaces && !IsBelow(plan.NewPath(), plan.OldPath())) {
         RemoveRenameTarget(files, policy, record.FileInfo(), target.c_str());

@@ -2,9 +2,9 @@
 
 #include "base/RegistryKey.h"
 #include "config/Agent.h"
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "log/Log.h"
-#include "security/Descriptors.h"
+#include "security/SecurityDescriptors.h"
 
 namespace zd {
 

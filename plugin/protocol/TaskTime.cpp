@@ -1,7 +1,7 @@
 #include "protocol/TaskTime.h"
 
 #include "base/Times.h"
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "files/FilesState.h"
 #include "log/Log.h"
 #include "protocol/MountedPools.h"

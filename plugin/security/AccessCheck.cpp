@@ -1,6 +1,6 @@
 #include "base/Errors.h"
 #include "log/Log.h"
-#include "security/Descriptors.h"
+#include "security/SecurityDescriptors.h"
 
 namespace zd {
 

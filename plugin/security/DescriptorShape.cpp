@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "security/Descriptors.h"
+#include "security/SecurityDescriptors.h"
 
 namespace zd {
 namespace {

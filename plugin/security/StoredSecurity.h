@@ -3,7 +3,7 @@
 
 #include "base/SharedString.h"
 #include "base/UniqueHandle.h"
-#include "security/Descriptors.h"
+#include "security/SecurityDescriptors.h"
 
 namespace zd {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 #include "files/FilePolicy.h"
 #include "harness/RegistrySandbox.h"
 #include "Logger.h"

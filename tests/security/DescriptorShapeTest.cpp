@@ -1,5 +1,5 @@
 // What is taken for a descriptor, and for a text of one, before the system's functions get to see it.
-#include "security/Descriptors.h"
+#include "security/SecurityDescriptors.h"
 
 #include <gtest/gtest.h>
 #include <sddl.h>

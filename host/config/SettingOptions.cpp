@@ -1,4 +1,4 @@
-#include "config/SettingTable.h"
+#include "config/SettingOptions.h"
 
 #include <algorithm>
 #include <iterator>

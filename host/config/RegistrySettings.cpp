@@ -1,4 +1,4 @@
-#include "config/Settings.h"
+#include "config/RegistrySettings.h"
 
 #include <cstring>
 #include <iterator>

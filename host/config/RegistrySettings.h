@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "config/SettingTable.h"
+#include "config/SettingOptions.h"
 
 namespace zd::host {
 

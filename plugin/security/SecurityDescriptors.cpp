@@ -1,4 +1,4 @@
-#include "security/Descriptors.h"
+#include "security/SecurityDescriptors.h"
 
 #include <sddl.h>
 

@@ -1,4 +1,4 @@
-#include "config/Settings.h"
+#include "config/SettingsMap.h"
 
 #include <algorithm>
 #include <array>
